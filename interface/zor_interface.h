@@ -1,0 +1,343 @@
+/**
+ * @file zor_interface.h
+ * @brief The audio server's client library, `ZorInterface.dll`: its records, results and calls.
+ *
+ * An application loads the library to drive audio-processing instances that live in a separate
+ * audio server on the same machine. Each call below is one request and one reply on the server's
+ * request pipe `\\.\Pipe\ZorSWNRpipe`; a background thread of the library turns the messages of the
+ * notification pipe `\\.\Pipe\ZorSWNRpipeNotify` into calls of one callback.
+ *
+ * @code
+ * #include <stdio.h>
+ * #include "zor_interface.h"
+ *
+ * int main(void) {
+ *   ZorServerInfo info;
+ *   ZorResult result = ZorIntfGetInfo(&info);
+ *   if (result != ZOR_SUCCESS) return (int)result;  // 2: is the audio server running?
+ *   printf("server %u.%u.%u.%u\n", info.info0, info.info1, info.info2, info.info3);
+ *   return 0;
+ * }
+ * @endcode
+ *
+ * ## Order of calls
+ * ZorIntfGetInfo() and ZorIntfEnum() first, then ZorIntfCreate(), which yields the handle for
+ * everything else, ZorIntfConfig(), ZorIntfStart(), any of the parameter calls, and at the end
+ * ZorIntfStop() and ZorIntfDestroy(). The library enforces none of it: it passes on what it is
+ * given, and the server answers a call out of order with a result of its own.
+ *
+ * ## Threads
+ * Every call runs on the caller's thread and blocks until the server has answered; there is no
+ * time-out. The library takes no lock: call it from one thread at a time. ZorIntfRegEventCallback()
+ * may be called at any time from any thread.
+ *
+ * ## Loading and unloading
+ * Loading opens no pipe and sends nothing; it starts the one background thread. `FreeLibrary`
+ * returns when that thread has finished its current pass: at most 100 ms, plus the time that a
+ * running callback still takes. Do not unload while a call is running, nor from the event callback
+ * (the library would wait for itself: the process is terminated). A process may also simply exit.
+ * Do not use the library from `DllMain` or from static constructors and destructors.
+ *
+ * ## Memory
+ * Everything an application passes in stays its own and is copied before the call returns. What a
+ * call hands out comes from the process-wide heap of the Universal C Runtime; each call says who
+ * frees it.
+ *
+ * ## Errors
+ * A result is a number (see ::ZorResult); nothing else is reported, but each failure also writes a
+ * line with the prefix "[zor] " to the debugger output. No call checks a pointer to a record for
+ * null: a null record is the caller's fault. An allocation failure inside the library leaves it as
+ * the C++ exception `std::bad_alloc`; no other exception leaves a call.
+ */
+#ifndef ZOR_INTERFACE_H
+#define ZOR_INTERFACE_H
+
+#include <stdbool.h>
+#include <stdint.h>
+
+#if defined(_WIN32) && !defined(ZOR_INTERFACE_BUILD)
+#define ZOR_API __declspec(dllimport)
+#else
+#define ZOR_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * @brief The result of every call. Any value that is not listed is the server's own result, passed
+ * through unchanged.
+ *
+ * A server may itself answer 1, 2 or 3; by the number alone the two sources cannot be told apart.
+ * The debugger output tells: a server's result is logged as "[%s] The ZorRet: %d".
+ */
+typedef uint32_t ZorResult;
+
+enum {
+  /** The server answered with result 0, or without a result. */
+  ZOR_SUCCESS = 0,
+  /** The request could not be written, or the reply was not readable, longer than 1024 bytes, or
+      not a valid message; or a local step of the call failed. */
+  ZOR_TRANSPORT_FAILURE = 1,
+  /** The request pipe could not be opened: the server is not running, or all its pipe instances
+      are busy. The call had no effect; the next call tries again. */
+  ZOR_NOT_CONNECTED = 2,
+  /** ZorIntfSet() or ZorIntfGet() of "supproted_algo_name": no algorithm of the list that
+      ZorIntfEnum() returned has this id, or ZorIntfEnum() has not been called. */
+  ZOR_UNKNOWN_ALGORITHM = 3
+};
+
+/** @brief Four information words; their meaning is the server's. */
+typedef struct ZorServerInfo {
+  uint32_t info0;
+  uint32_t info1;
+  uint32_t info2;
+  uint32_t info3;
+} ZorServerInfo;
+
+/**
+ * @brief A pair of texts, read by ZorIntfCreate() and ZorIntfConfig().
+ *
+ * NUL-terminated 8-bit strings, sent as they are. A null pointer leaves that text out of the
+ * request; an empty string is sent as an empty string.
+ */
+typedef struct ZorTextParam {
+  const char* name;
+  const char* value;
+} ZorTextParam;
+
+/** @brief One float parameter, read and written by ZorIntfSet() and ZorIntfGet(). */
+typedef struct ZorFloatParam {
+  /** Must not be null. */
+  const char* name;
+  /** In the parameter's own unit. +0.0 and -0.0 both reach the server as +0.0; NaN is sent. */
+  float value;
+} ZorFloatParam;
+
+/** @brief A named block of bytes that only the server's algorithms understand. */
+typedef struct ZorBlob {
+  char* name;
+  /** Number of bytes at `data`. */
+  uint32_t size;
+  uint8_t* data;
+} ZorBlob;
+
+/**
+ * @brief The list that ZorIntfEnum() fills.
+ *
+ * Zero the record before its first use. The library allocates `items` and the names, and frees them
+ * in the next successful ZorIntfEnum() with the same record; the application must not free them.
+ * To give the memory back, there is no other way than that call.
+ */
+typedef struct ZorNameList {
+  /** Number of slots in `items`. */
+  uint32_t count;
+  /** `count` NUL-terminated 8-bit names, any of which may be null; null when `count` is 0. */
+  char** items;
+} ZorNameList;
+
+/** @brief Payload of the events of type 0 and 2. */
+typedef struct ZorFlagPayload {
+  bool flag;
+} ZorFlagPayload;
+
+/** @brief Payload of the events of type 1 and 3. */
+typedef struct ZorValuePayload {
+  uint32_t value;
+} ZorValuePayload;
+
+/** @brief Payload of the events of type 4. */
+typedef struct ZorFlagTextPayload {
+  bool flag;
+  const char* text;
+} ZorFlagTextPayload;
+
+/** @brief Payload of the events of type 5. */
+typedef struct ZorValueTextPayload {
+  uint32_t value;
+  const char* text;
+} ZorValueTextPayload;
+
+/**
+ * @brief A notification of the server, as handed to the callback. What the types mean is the
+ * server's.
+ *
+ * Read only the member of `data` that belongs to `type`. The rest of the record holds whatever
+ * earlier notifications left there, stale pointers included; for a type above 5 nothing in `data`
+ * is new.
+ */
+typedef struct ZorEvent {
+  /** 0 to 255. */
+  uint32_t type;
+  union ZorEventData {
+    ZorFlagPayload event0;
+    ZorValuePayload event1;
+    ZorFlagPayload event2;
+    ZorValuePayload event3;
+    /** `text` is NUL-terminated and valid until the callback returns. */
+    ZorFlagTextPayload event4;
+    /** `text` is NUL-terminated and valid until the callback returns. */
+    ZorValueTextPayload event5;
+  } data;
+} ZorEvent;
+
+/**
+ * @brief Receives notifications, one at a time, on the library's background thread, in the order
+ * in which the server sent them.
+ *
+ * The record and its texts are valid until the callback returns; copy what is to be kept. The next
+ * notification is not read, and `FreeLibrary` does not return, before the callback has returned.
+ * A callback must not throw, must not unload the library, and must not wait for a thread that is
+ * loading or unloading any library (the loader's lock is held there). It may make calls, as long as
+ * no other thread makes one at the same time.
+ */
+typedef void (*ZorEventCallback)(ZorEvent* event);
+
+/**
+ * @brief Configures an instance.
+ * @param handle  From ZorIntfCreate().
+ * @param param   What to configure; its name and value are the server's to interpret.
+ * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED or the server's own result.
+ */
+ZOR_API ZorResult ZorIntfConfig(uint32_t handle, const ZorTextParam* param);
+
+/**
+ * @brief Creates an instance on the server.
+ * @param[out] handle  The new instance's handle, for all other calls. Written on success only; 0
+ *                     when the server's reply names none.
+ * @param      param   What to create; its name and value are the server's to interpret.
+ * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED or the server's own result.
+ */
+ZOR_API ZorResult ZorIntfCreate(uint32_t* handle, const ZorTextParam* param);
+
+/**
+ * @brief Destroys an instance.
+ * @param handle  From ZorIntfCreate().
+ * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED or the server's own result.
+ */
+ZOR_API ZorResult ZorIntfDestroy(uint32_t handle);
+
+/**
+ * @brief Lists names: for selector 2 the algorithms, for others what the server keeps there.
+ * @param         selector  Which list. The server sees the low 8 bits.
+ * @param[in,out] list      Zeroed before its first use. On success its previous contents are freed
+ *                          and replaced; otherwise it is left as it was.
+ * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED or the server's own result.
+ */
+ZOR_API ZorResult ZorIntfEnum(uint32_t selector, ZorNameList* list);
+
+/**
+ * @brief Frees the `data` of a record that ZorIntfGetSerialized() filled, and nothing else.
+ *
+ * Sends nothing. Neither clears `data` nor touches `name` and `size`: a second call with the same
+ * record frees the same block twice, which is the caller's fault. The record's `name` is the
+ * application's: release it with `free` of the Universal C Runtime.
+ * @param handle  Ignored.
+ * @param blob    `data` may be null.
+ * @return ::ZOR_SUCCESS, always.
+ */
+ZOR_API ZorResult ZorIntfFreeSerialized(uint32_t handle, ZorBlob* blob);
+
+/**
+ * @brief Reads one float parameter of an instance.
+ *
+ * The parameter "supproted_algo_name" (spelt so) carries an algorithm id: the server's id is
+ * translated into the position in the list of ZorIntfEnum() with selector 2. When there is no such
+ * translation the result is ::ZOR_UNKNOWN_ALGORITHM, and `value` holds the server's id.
+ * @param         handle  From ZorIntfCreate().
+ * @param[in,out] param   `name` says which; `value` is sent along and, on success, replaced by the
+ *                        value in the reply. A reply without a parameter leaves it as it was.
+ * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED, ::ZOR_UNKNOWN_ALGORITHM or
+ *         the server's own result.
+ */
+ZOR_API ZorResult ZorIntfGet(uint32_t handle, ZorFloatParam* param);
+
+/**
+ * @brief Reads the server's four information words.
+ * @param[out] info  Written on success only; all zero when the server's reply holds none.
+ * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED or the server's own result.
+ */
+ZOR_API ZorResult ZorIntfGetInfo(ZorServerInfo* info);
+
+/**
+ * @brief Reads a block of bytes from an instance.
+ *
+ * The whole reply must fit in 1024 bytes, which bounds a block at a little less; a larger one is
+ * ::ZOR_TRANSPORT_FAILURE.
+ * @param      handle  From ZorIntfCreate().
+ * @param      input   `name` says which; its `size` bytes at `data`, if any, are sent along. A null
+ *                     `name` is left out of the request, and the name handed back is then null.
+ *                     `size` must be below 2 GiB less 2 KiB, else ::ZOR_TRANSPORT_FAILURE.
+ * @param[out] output  On success: `name`, a copy of the input's (the application's, to `free`),
+ *                     `size`, and `data`, `size` bytes for ZorIntfFreeSerialized(), not null even
+ *                     when `size` is 0. Left as it was when the reply holds no block, and on every
+ *                     other result but one: ::ZOR_TRANSPORT_FAILURE with `data` null and `name` and
+ *                     `size` written means that there was no memory for `data`; `name` may be null
+ *                     for the same reason.
+ * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED or the server's own result.
+ */
+ZOR_API ZorResult ZorIntfGetSerialized(uint32_t handle, const ZorBlob* input, ZorBlob* output);
+
+/**
+ * @brief Reads an instance's status.
+ * @param      handle  From ZorIntfCreate().
+ * @param[out] status  0 to 255; what it means is the server's. Written on success only; 0 when the
+ *                     reply holds none.
+ * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED or the server's own result.
+ */
+ZOR_API ZorResult ZorIntfGetStatus(uint32_t handle, uint32_t* status);
+
+/**
+ * @brief Registers the event callback, replacing any earlier one.
+ *
+ * Sends nothing and needs no server. Takes effect with the next notification. A notification that
+ * is being delivered goes to the earlier callback, which may still be running when this returns.
+ * Notifications that arrive while none is registered are lost.
+ * @param callback  Null switches delivery off.
+ * @return ::ZOR_SUCCESS, always.
+ */
+ZOR_API ZorResult ZorIntfRegEventCallback(ZorEventCallback callback);
+
+/**
+ * @brief Writes one float parameter of an instance.
+ *
+ * The parameter "supproted_algo_name" (spelt so) carries an algorithm id: a position in the list of
+ * ZorIntfEnum() with selector 2, translated into the server's id before it is sent. The record's
+ * `value` then holds the server's id, whatever the result, except ::ZOR_UNKNOWN_ALGORITHM, when
+ * nothing was sent and the record is as it was.
+ * @param         handle  From ZorIntfCreate().
+ * @param[in,out] param   What to set. A server that answers with the parameter updates `value`.
+ * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED, ::ZOR_UNKNOWN_ALGORITHM or
+ *         the server's own result.
+ */
+ZOR_API ZorResult ZorIntfSet(uint32_t handle, ZorFloatParam* param);
+
+/**
+ * @brief Writes a block of bytes to an instance.
+ * @param handle  From ZorIntfCreate().
+ * @param blob    `name` may be null (left out of the request). `size` may be 0, with any `data`; it
+ *                must be below 2 GiB less 2 KiB, else ::ZOR_TRANSPORT_FAILURE.
+ * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED or the server's own result.
+ */
+ZOR_API ZorResult ZorIntfSetSerialized(uint32_t handle, const ZorBlob* blob);
+
+/**
+ * @brief Starts an instance.
+ * @param handle  From ZorIntfCreate().
+ * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED or the server's own result.
+ */
+ZOR_API ZorResult ZorIntfStart(uint32_t handle);
+
+/**
+ * @brief Stops an instance.
+ * @param handle  From ZorIntfCreate().
+ * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED or the server's own result.
+ */
+ZOR_API ZorResult ZorIntfStop(uint32_t handle);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
