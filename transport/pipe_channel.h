@@ -1,0 +1,56 @@
+/// One of the two pipe endpoints.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <string_view>
+
+#include "platform/pipe.h"
+
+namespace zor {
+
+/// Where the request channel goes: every call, on the caller's thread.
+inline constexpr std::wstring_view kRequestPipe = L"\\\\.\\Pipe\\ZorSWNRpipe";
+/// Where the notification channel goes: the listener.
+inline constexpr std::wstring_view kNotifyPipe = L"\\\\.\\Pipe\\ZorSWNRpipeNotify";
+
+/// An endpoint of a server's pipe, not connected when made. Never copied or moved.
+class PipeChannel {
+ public:
+  static constexpr std::uint32_t kCapacity = 1024;
+  static constexpr std::size_t kNameLimit = 64;
+
+  /// `path` is cut at 63 characters.
+  explicit PipeChannel(std::wstring_view path) noexcept;
+  PipeChannel(const PipeChannel&) = delete;
+  PipeChannel& operator=(const PipeChannel&) = delete;
+  ~PipeChannel() { Close(); }
+
+  /// Disconnects and closes the handle, if there is one. Two threads that close at once close once.
+  void Close() noexcept;
+
+  /// The unload's closing: closes now, or leaves it to the destructor while the listener holds the
+  /// handle. No Hold() succeeds afterwards.
+  void Shut() noexcept;
+
+  /// The listener's claim on the handle while it uses it, so that the unload does not close it
+  /// meanwhile: the system could already have given its number to another thread. False once shut.
+  [[nodiscard]] bool Hold() noexcept;
+  void Release() noexcept;
+
+  std::uint32_t capacity = kCapacity;
+  std::array<wchar_t, kNameLimit> name{};        ///< the pipe's path, zero-terminated
+  std::array<std::uint8_t, kCapacity> buffer{};  ///< reserved; the calls read into their own
+  std::atomic<platform::PipeHandle> handle{platform::PipeHandle::kInvalid};
+
+ private:
+  enum class Use : std::uint8_t { kFree, kHeld, kShut };
+  std::atomic<Use> use_{Use::kFree};
+};
+
+/// Makes sure that `channel` holds a live handle to the server's pipe: keeps one that answers, or
+/// opens a new one, once. Logs what it does; logs nothing when the connection was kept.
+[[nodiscard]] bool ConnectToServer(PipeChannel& channel) noexcept;
+
+}  // namespace zor
