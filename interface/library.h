@@ -1,0 +1,21 @@
+/// Everything that exists from load to unload.
+#pragma once
+
+#include "discovery/algorithm_id_table.h"
+#include "transport/rpc_client.h"
+
+namespace zor {
+
+/// Built at load, member by member in this order, and destroyed at unload in the opposite one.
+struct Library {
+  /// Throws std::system_error when the listener cannot be started.
+  Library();
+
+  AlgorithmIdTable algorithm_ids;
+  RpcClient client;
+};
+
+/// The one that the exports work on. load.cpp has it in the library; tests bring their own.
+[[nodiscard]] Library& TheLibrary() noexcept;
+
+}  // namespace zor

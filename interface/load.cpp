@@ -1,0 +1,30 @@
+#include <memory>
+
+#include "interface/library.h"
+#include "platform/thread.h"
+
+namespace zor {
+namespace {
+
+/// Made by the library's static initialisation, destroyed at unload.
+struct Loaded {
+  std::unique_ptr<Library> library = std::make_unique<Library>();
+
+  Loaded() = default;
+  Loaded(const Loaded&) = delete;
+  Loaded& operator=(const Loaded&) = delete;
+
+  ~Loaded() {
+    // When the whole process ends, the system has already ended the listener wherever it stood,
+    // perhaps with the heap's lock in its hands, and takes everything back itself: touch nothing.
+    if (platform::ProcessIsEnding()) static_cast<void>(library.release());
+  }
+};
+
+const Loaded loaded;
+
+}  // namespace
+
+Library& TheLibrary() noexcept { return *loaded.library; }
+
+}  // namespace zor
