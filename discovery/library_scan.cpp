@@ -28,7 +28,7 @@ class ModuleHolder {
 /// more of it than any library may use (32 bytes).
 using InformationRecord = std::array<std::uint32_t, 64>;
 
-using InformationEntry = std::int32_t (*)(InformationRecord*);
+using InformationEntry = std::int32_t (*)(void*);
 
 std::vector<std::wstring> ListLibraries(const std::wregex& library_filter,
                                         const std::wstring& directory) {
