@@ -2,8 +2,9 @@
 #include <windows.h>
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <exception>
+#include <iomanip>
+#include <iostream>
 #include <optional>
 #include <string>
 #include <vector>
@@ -71,10 +72,10 @@ Program Start(const std::vector<std::string>& command) {
 }
 
 void Print(const DebugMessage& message, bool with_process) {
-  if (with_process) std::printf("%6lu ", static_cast<unsigned long>(message.process_id));
-  const bool ends = !message.text.empty() && message.text.back() == '\n';
-  std::printf("%s%s", message.text.c_str(), ends ? "" : "\n");
-  std::fflush(stdout);
+  if (with_process) std::cout << std::setw(6) << message.process_id << ' ';
+  std::cout << message.text;
+  if (!message.text.ends_with('\n')) std::cout << '\n';
+  std::cout.flush();
 }
 
 int Run(const std::vector<std::string>& command, bool all) {
@@ -88,7 +89,7 @@ int Run(const std::vector<std::string>& command, bool all) {
   } else {
     stop_event = stopped.get();
     SetConsoleCtrlHandler(OnConsoleControl, TRUE);
-    std::fprintf(stderr, "zorlog: showing the debug log; Ctrl-C ends\n");
+    std::cerr << "zorlog: showing the debug log; Ctrl-C ends\n";
   }
 
   HANDLE until = program ? program->process.get() : stopped.get();
@@ -106,7 +107,7 @@ int Run(const std::vector<std::string>& command, bool all) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   CLI::App app{
       "Shows the library's debug log, the lines with the prefix \"[zor] \" of the debugger "
       "output:\n"
@@ -121,11 +122,8 @@ int main(int argc, char** argv) {
   app.positionals_at_end();
   app.set_version_flag("--version", std::string("zorlog ") + ZOR_VERSION);
   CLI11_PARSE(app, argc, argv);
-
-  try {
-    return Run(command, all);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "zorlog: %s\n", error.what());
-    return 1;
-  }
+  return Run(command, all);
+} catch (const std::exception& error) {
+  std::cerr << "zorlog: " << error.what() << '\n';
+  return 1;
 }
