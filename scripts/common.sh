@@ -37,11 +37,14 @@ install_missing() {
     apt-get install -q -y --no-install-recommends "${missing[@]}"
 }
 
+# build PRESET [TARGET...]
 build() {
-  say "Building: $1"
-  cmake --preset "$1" >"$(mkdir -p build && echo build)/$1.configure.log" 2>&1 ||
-    { cat "build/$1.configure.log" >&2 && fail "configuring $1 failed"; }
-  cmake --build --preset "$1"
+  local preset=$1 log="build/$1.configure.log"
+  shift
+  say "Building: $preset${*:+ ($*)}"
+  mkdir -p build
+  cmake --preset "$preset" >"$log" 2>&1 || { cat "$log" >&2 && fail "configuring $preset failed"; }
+  cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
 sources() { git ls-files --cached --others --exclude-standard -- "$@"; }
@@ -65,8 +68,7 @@ wine_tool() {
   fi
 }
 
-# Makes the prefix if there is none, and keeps it awake with one idle process: each Windows program
-# started later is then up in milliseconds. Ends everything in the prefix when the script ends.
+# Makes the prefix if there is none, and ends everything in it when the script ends.
 start_wine() {
   if [ ! -e "$WINEPREFIX/system.reg" ]; then
     say "Preparing Wine (once)"
@@ -74,7 +76,6 @@ start_wine() {
     wine wineboot --init </dev/null >/dev/null 2>&1 || fail "Wine could not make its prefix"
   fi
   trap stop_wine EXIT
-  wine build/windows/bin/wine_anchor.exe </dev/null >/dev/null 2>&1 &
 }
 
 stop_wine() { "$(wine_tool wineserver64)" --kill --wait 2>/dev/null || true; }

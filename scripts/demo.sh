@@ -5,6 +5,7 @@ cd "$(dirname "$0")/.."
 . scripts/common.sh
 
 bin=build/windows/bin
+build windows ZorInterface zorsim zorlog session
 start_wine
 
 say "Starting the simulated server"
