@@ -4,7 +4,7 @@ target_compile_options(
   zor_flags
   INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wcast-qual -Wcast-align
-    -Wformat=2 -Wundef -Wdouble-promotion -Wnull-dereference -Wwrite-strings -Werror
+    -Wformat=2 -Wundef -Wdouble-promotion -Wwrite-strings -Werror
     $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual
     -Wextra-semi -Wzero-as-null-pointer-constant>
     $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes -Wmissing-prototypes>)

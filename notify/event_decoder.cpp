@@ -9,7 +9,6 @@ namespace zor {
 namespace {
 
 using messages::CallMessage;
-using messages::EventPayload;
 using messages::NotifyEvent;
 
 // All payload tables have their value first and their text, if any, second.

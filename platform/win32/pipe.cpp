@@ -9,7 +9,8 @@ static_assert(kErrorMoreData == ERROR_MORE_DATA);
 
 // A handle is a pointer-sized number by the system's own definition.
 HANDLE ToHandle(PipeHandle pipe) noexcept {
-  return reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(pipe));
+  return reinterpret_cast<HANDLE>(  // NOLINT(performance-no-int-to-ptr)
+      static_cast<std::intptr_t>(pipe));
 }
 
 }  // namespace

@@ -1,10 +1,12 @@
 // libstdc++ takes 73 KB for exceptions thrown out of memory when a library with it is loaded, and
 // gives them back only when asked: without this every load and unload leaks them.
 
-// Declared by no header.
+// The library's own name for it, declared by no header.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 namespace __gnu_cxx {
 void __freeres();
 }
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace {
 

@@ -1,0 +1,81 @@
+# What the scripts share; read by them, from the root of the tree.
+# shellcheck shell=bash
+
+build_packages=(
+  cmake ninja-build g++ python3
+  g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix wine64
+  flatbuffers-compiler libflatbuffers-dev nlohmann-json3-dev libcli11-dev googletest
+)
+lint_packages=(clang-format clang-tidy shellcheck)
+
+say() { printf '\033[1m==> %s\033[0m\n' "$*"; }
+
+fail() {
+  printf 'dev: %s\n' "$*" >&2
+  exit 1
+}
+
+need_build() { install_missing "${build_packages[@]}"; }
+need_lint() { install_missing "${lint_packages[@]}"; }
+
+install_missing() {
+  local package missing=() sudo=()
+  command -v dpkg-query >/dev/null || fail "this needs Debian 12 or a relative: there is no dpkg here"
+  for package in "$@"; do
+    [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
+      missing+=("$package")
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || fail "not root and no sudo; as root: apt-get install ${missing[*]}"
+    sudo=(sudo)
+  fi
+  say "Installing from Debian: ${missing[*]}"
+  "${sudo[@]}" apt-get update -q
+  "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -q -y --no-install-recommends "${missing[@]}"
+}
+
+# build PRESET [TARGET...]
+build() {
+  local preset=$1 log="build/$1.configure.log"
+  shift
+  say "Building: $preset${*:+ ($*)}"
+  mkdir -p build
+  cmake --preset "$preset" >"$log" 2>&1 || { cat "$log" >&2 && fail "configuring $preset failed"; }
+  cmake --build --preset "$preset" ${1:+--target "$@"}
+}
+
+sources() { git ls-files --cached --others --exclude-standard -- "$@"; }
+
+format() { sources '*.c' '*.cpp' '*.h' | xargs clang-format -i; }
+
+# Wine: always a prefix of the tree's own, which may be ended without asking; quiet and without
+# windows. The last override keeps a crash from being swallowed by Wine's debugger.
+export WINEPREFIX="$PWD/build/wine-prefix"
+export WINEDEBUG=-all
+export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d;winedbg.exe=d"
+
+wine() { "$(wine_tool wine64)" "$@"; }
+
+# Debian keeps the real binaries here; the wrapper on the path asks for the 32-bit half.
+wine_tool() {
+  if [ -x "/usr/lib/wine/$1" ]; then
+    echo "/usr/lib/wine/$1"
+  else
+    command -v "$1" || command -v "${1%64}" || fail "$1 was not found"
+  fi
+}
+
+# Makes the prefix if there is none, and ends everything in it when the script ends.
+start_wine() {
+  if [ ! -e "$WINEPREFIX/system.reg" ]; then
+    say "Preparing Wine (once)"
+    mkdir -p "$WINEPREFIX"
+    wine wineboot --init </dev/null >/dev/null 2>&1 || fail "Wine could not make its prefix"
+  fi
+  trap stop_wine EXIT
+}
+
+stop_wine() { "$(wine_tool wineserver64)" --kill --wait 2>/dev/null || true; }

@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# A whole session of examples/session.c against the simulated server, with the library's debug log.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/common.sh
+
+bin=build/windows/bin
+build windows ZorInterface zorsim zorlog session
+start_wine
+
+say "Starting the simulated server"
+coproc server { wine $bin/zorsim.exe </dev/null 2>&1; }
+# shellcheck disable=SC2154 # coproc sets it
+exec {server_output}<&"${server[0]}"
+read -r -t 60 -u "$server_output" line || fail "zorsim did not start; try: ./dev build"
+printf '%s\n' "$line"
+case "$line" in
+  *ready*) ;;
+  *) fail "zorsim is not ready" ;;
+esac
+
+say "Running the example session; [zor] marks the library's own debug log"
+status=0
+wine $bin/zorlog.exe -- $bin/session.exe </dev/null || status=$?
+
+say "Stopping the simulated server"
+wine $bin/zorsim.exe --stop </dev/null || fail "zorsim did not stop"
+cat <&"$server_output"
+
+if [ "$status" -ne 0 ]; then
+  fail "the session failed with status $status: look at the step above that names its result"
+fi
+printf 'demo: every call of the session succeeded\n'

@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Builds and runs every test, and ends with the line "N passed, N failed".
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/common.sh
+
+passed=0
+failed=0
+
+# Runs the tests of one preset and counts them.
+run_tests() {
+  local report="$PWD/build/$1.junit.xml" total bad
+  say "Testing: $1"
+  rm -f "$report"
+  ctest --preset "$1" --parallel 2 --output-junit "$report" || true
+  [ -s "$report" ] || fail "the tests of $1 did not run"
+  total=$(sed -n 's/.*[[:space:]]tests="\([0-9]*\)".*/\1/p' "$report" | head -n 1)
+  bad=$(sed -n 's/.*[[:space:]]failures="\([0-9]*\)".*/\1/p' "$report" | head -n 1)
+  [ "${total:-0}" -gt 0 ] || fail "the preset $1 has no tests"
+  passed=$((passed + total - bad))
+  failed=$((failed + bad))
+}
+
+for preset in native asan tsan; do
+  build "$preset"
+  run_tests "$preset"
+done
+build windows
+start_wine
+# One idle process keeps Wine up, so that each test starts in milliseconds; its streams are closed,
+# or Wine's own services would hold on to this script's.
+wine build/windows/bin/wine_anchor.exe </dev/null >/dev/null 2>&1 &
+run_tests windows
+
+printf '\n%d passed, %d failed\n' "$passed" "$failed"
+[ "$failed" -eq 0 ]

@@ -1,0 +1,103 @@
+/// The record of all calls of the scripted platform, and the faults that a test puts into them.
+///
+/// The scripted platform implements the headers of platform/ for tests: one file per concern, each
+/// with one object that a test plays the system with. All of it may be used from any thread.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace zor::scripted {
+
+/// The platform's functions.
+enum class Function : std::uint8_t {
+  kOpenPipe,
+  kSetMessageReadMode,
+  kPeekPipe,
+  kPeekAvailable,
+  kWritePipe,
+  kReadPipe,
+  kDisconnectPipe,
+  kClosePipe,
+  kFormattedLength,
+  kFormat,
+  kDebugOutput,
+  kHeapAllocate,
+  kHeapFree,
+  kStartThread,
+  kJoinThread,
+  kSleep,
+};
+
+class Calls {
+ public:
+  /// Forgets the record, the faults and the hooks.
+  void Reset();
+
+  /// What was called since the last time, in order: "ReadPipe #4 1024 -> 12". Without the
+  /// formatter's and the heap's calls, which have records of their own.
+  [[nodiscard]] std::vector<std::string> Take();
+
+  /// How often `function` was called since the last Reset(), injected failures included.
+  [[nodiscard]] int Count(Function function) const;
+
+  /// Keeps no texts: for tests that run long.
+  void StopRecording();
+
+  /// Lets the `nth` call of `function` from now fail with `error`, doing nothing.
+  void Fail(Function function, std::uint32_t error, int nth = 1);
+
+  /// Runs `hook` at every call of `function`, on its thread, before it does its work.
+  void Before(Function function, std::function<void()> hook);
+
+  // What follows is for the scripted functions.
+
+  /// Begins a call: counts it, runs the hook, and returns the error to fail with, if any.
+  [[nodiscard]] std::optional<std::uint32_t> Enter(Function function);
+
+  template <typename... Parts>
+  void Record(Function function, const Parts&... parts) {
+    if (!Keeps(function)) return;
+    std::ostringstream text;
+    (text << ... << parts);
+    Append(text.str());
+  }
+
+ private:
+  [[nodiscard]] bool Keeps(Function function) const;
+  void Append(std::string text);
+
+  mutable std::mutex mutex_;
+  bool recording_ = true;
+  std::vector<std::string> record_;
+  std::map<Function, int> counts_;
+  std::map<Function, std::map<int, std::uint32_t>> faults_;  ///< by the number of the call
+  std::map<Function, std::function<void()>> hooks_;
+};
+
+/// The process's record.
+[[nodiscard]] Calls& TheCalls();
+
+/// While one exists, what its thread allocates is the scripted platform's own, not the product's.
+class PlatformScope {
+ public:
+  PlatformScope() noexcept { ++depth_; }
+  PlatformScope(const PlatformScope&) = delete;
+  PlatformScope& operator=(const PlatformScope&) = delete;
+  ~PlatformScope() { --depth_; }
+
+  [[nodiscard]] static bool Inside() noexcept { return depth_ != 0; }
+
+ private:
+  static thread_local int depth_;
+};
+
+}  // namespace zor::scripted
