@@ -1,0 +1,81 @@
+#include "tests/integration/support/pipe_server.h"
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "tests/integration/support/wire.h"
+
+namespace zor::testing {
+
+PipeServer::PipeServer(const wchar_t* name, Session session, std::size_t instances,
+                       const ServerEnd::Options& options)
+    : session_(std::move(session)) {
+  for (std::size_t i = 0; i < instances; ++i) {
+    ends_.push_back(std::make_unique<ServerEnd>(name, options));
+  }
+  for (const auto& end : ends_) threads_.emplace_back([this, &end = *end] { Serve(end); });
+}
+
+PipeServer::~PipeServer() {
+  for (const auto& end : ends_) end->Cancel();
+  threads_.clear();
+}
+
+void PipeServer::Serve(ServerEnd& end) {
+  while (!end.IsCancelled()) {
+    // Not within the time limit is no failure: nobody may ever come.
+    if (!end.WaitForClient()) continue;
+    ++connections_;
+    session_(end);
+    end.Disconnect();
+  }
+}
+
+void StayIdle(ServerEnd& end) {
+  while (!end.IsCancelled() && end.Read()) {
+  }
+}
+
+RequestServer::RequestServer(std::size_t instances, const ServerEnd::Options& options)
+    : server_(
+          kRequestPipe, [this](ServerEnd& end) { Serve(end); }, instances, options) {}
+
+std::vector<Bytes> RequestServer::Requests() const {
+  const std::lock_guard lock(mutex_);
+  return requests_;
+}
+
+Bytes RequestServer::OnlyRequest() const {
+  const auto requests = Requests();
+  if (requests.size() != 1) {
+    throw std::runtime_error("expected one request, got " + std::to_string(requests.size()));
+  }
+  return requests.front();
+}
+
+void RequestServer::Queue(Step step) {
+  const std::lock_guard lock(mutex_);
+  steps_.push_back(std::move(step));
+}
+
+RequestServer::Step RequestServer::Next(Bytes request) {
+  const std::lock_guard lock(mutex_);
+  requests_.push_back(std::move(request));
+  if (steps_.empty()) return {.messages = {SuccessReply()}};
+  Step step = std::move(steps_.front());
+  steps_.pop_front();
+  return step;
+}
+
+void RequestServer::Serve(ServerEnd& end) {
+  while (auto request = end.Read()) {
+    const Step step = Next(std::move(*request));
+    for (const Bytes& message : step.messages) {
+      if (!end.Write(message)) return;
+    }
+    if (step.hang_up) return;
+  }
+}
+
+}  // namespace zor::testing

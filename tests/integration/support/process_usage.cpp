@@ -1,0 +1,107 @@
+#include "tests/integration/support/process_usage.h"
+
+#include <tlhelp32.h>
+
+#include <array>
+#include <span>
+#include <vector>
+
+#include "tests/integration/support/handle.h"
+
+namespace zor::testing {
+namespace {
+
+// Handles are multiples of four, given out from the lowest free one. This many are looked at: far
+// more than a test has, so that a leak shows.
+constexpr std::uintptr_t kHandleStep = 4;
+constexpr std::uintptr_t kHandleEnd = 0x4000;
+
+template <typename Visit>
+void ForEachHandle(Visit visit) {
+  for (std::uintptr_t value = kHandleStep; value < kHandleEnd; value += kHandleStep) {
+    const auto handle = reinterpret_cast<HANDLE>(value);
+    DWORD flags = 0;
+    if (GetHandleInformation(handle, &flags) != FALSE) visit(handle);
+  }
+}
+
+std::size_t BytesInUse(HANDLE heap) {
+  std::size_t bytes = 0;
+  PROCESS_HEAP_ENTRY entry{};
+  HeapLock(heap);
+  while (HeapWalk(heap, &entry) != FALSE) {
+    if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) bytes += entry.cbData;
+  }
+  HeapUnlock(heap);
+  return bytes;
+}
+
+template <typename Count>
+bool FallsTo(int limit, Count count) {
+  constexpr DWORD kPollMs = 5;
+  for (DWORD waited = 0; count() > limit; waited += kPollMs) {
+    if (waited > kPatienceMs) return false;
+    Sleep(kPollMs);
+  }
+  return true;
+}
+
+}  // namespace
+
+int CountThreads() {
+  const UniqueHandle snapshot =
+      Require(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0), "CreateToolhelp32Snapshot");
+  THREADENTRY32 thread{};
+  thread.dwSize = sizeof(thread);
+  int count = 0;
+  for (BOOL more = Thread32First(snapshot.get(), &thread); more != FALSE;
+       more = Thread32Next(snapshot.get(), &thread)) {
+    if (thread.th32OwnerProcessID == GetCurrentProcessId()) ++count;
+  }
+  return count;
+}
+
+// By looking at each: the call that gives the number answers 0 on Wine.
+int CountHandles() {
+  int count = 0;
+  ForEachHandle([&](HANDLE) { ++count; });
+  return count;
+}
+
+std::size_t HeapBytes() {
+  std::array<HANDLE, 64> heaps{};
+  const DWORD count = GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data());
+  if (count == 0 || count > heaps.size()) ThrowLastError("GetProcessHeaps");
+  std::size_t bytes = 0;
+  for (const HANDLE heap : std::span(heaps).first(count)) bytes += BytesInUse(heap);
+  return bytes;
+}
+
+std::size_t AddressSpaceBytes() {
+  std::size_t bytes = 0;
+  MEMORY_BASIC_INFORMATION region{};
+  const char* address = nullptr;
+  while (VirtualQuery(address, &region, sizeof(region)) != 0) {
+    if (region.State != MEM_FREE) bytes += region.RegionSize;
+    address = static_cast<const char*>(region.BaseAddress) + region.RegionSize;
+  }
+  return bytes;
+}
+
+std::set<HANDLE> ClientPipeEnds() {
+  std::set<HANDLE> ends;
+  ForEachHandle([&](HANDLE handle) {
+    if (GetFileType(handle) != FILE_TYPE_PIPE) return;
+    // A client's end whose server has gone gives no information.
+    DWORD flags = PIPE_CLIENT_END;
+    GetNamedPipeInfo(handle, &flags, nullptr, nullptr, nullptr);
+    if ((flags & PIPE_SERVER_END) == 0) ends.insert(handle);
+  });
+  return ends;
+}
+
+bool ThreadsFallTo(int count) { return FallsTo(count, CountThreads); }
+
+bool HandlesFallTo(int count) { return FallsTo(count, CountHandles); }
+
+}  // namespace zor::testing
