@@ -7,6 +7,7 @@ build_packages=(
   flatbuffers-compiler libflatbuffers-dev nlohmann-json3-dev libcli11-dev googletest
 )
 lint_packages=(clang-format clang-tidy shellcheck)
+docs_packages=(doxygen doxygen-awesome-css graphviz mscgen fonts-dejavu-core python3)
 
 say() { printf '\033[1m==> %s\033[0m\n' "$*"; }
 
@@ -17,6 +18,7 @@ fail() {
 
 need_build() { install_missing "${build_packages[@]}"; }
 need_lint() { install_missing "${lint_packages[@]}"; }
+need_docs() { install_missing "${docs_packages[@]}"; }
 
 install_missing() {
   local package missing=() sudo=()
