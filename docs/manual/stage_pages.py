@@ -8,24 +8,16 @@ of the others: a heading above a table is a group of the navigation.
     stage_pages.py FOLDER      writes the pages, and a layout made from the tool's own
 """
 
-import os
 import pathlib
 import re
 import shutil
 import subprocess
 import sys
 
+from markdown import CODE, HEADING, LINK, is_local, lines_of, resolve, slug
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-LINK = re.compile(r"(!?)\[((?:[^\[\]`]|`[^`]*`)*)\]\(([^()\s]+)\)")
-CODE = re.compile(r"(`+)(?!`).*?(?<!`)\1(?!`)")
-HEADING = re.compile(r"(#{1,6}) +(.*?) *#*$")
 REFERENCE = ["interface/zor_interface.h", "interface/zor.hpp"]
-
-
-def slug(heading):
-    """A heading's anchor, as code hosts make it."""
-    text = re.sub(r"\[([^\]]*)\]\([^)]*\)", r"\1", heading).lower()
-    return re.sub(r"[^\w\- ]", "", text).strip().replace(" ", "-")
 
 
 def title_of(path):
@@ -36,34 +28,11 @@ def label_of(path):
     return "index" if path == "README.md" else "page-" + re.sub(r"\W+", "-", path.removesuffix(".md")).lower()
 
 
-def resolve(page, target):
-    """A link's file in the tree, and its anchor."""
-    file, _, anchor = target.partition("#")
-    path = os.path.normpath(os.path.join(os.path.dirname(page), file)) if file else page
-    return path, anchor
-
-
-def lines_outside_code(text):
-    """The lines of a page, with whether they are outside fenced code."""
-    fence = None
-    for line in text.splitlines():
-        mark = re.match(r" *(`{3,}|~{3,})", line)
-        if mark and fence is None:
-            fence = mark.group(1)
-            yield line, False
-        elif fence is not None:
-            if line.strip() == fence:
-                fence = None
-            yield line, False
-        else:
-            yield line, True
-
-
 def navigation():
     """The groups of the README's tables: (title, [page])."""
     groups = []
     heading = None
-    for line, is_text in lines_outside_code((ROOT / "README.md").read_text()):
+    for line, is_text in lines_of((ROOT / "README.md").read_text()):
         if not is_text:
             continue
         if HEADING.match(line):
@@ -101,7 +70,7 @@ class Stage:
 
     def page(self, path):
         lines = []
-        for line, is_text in lines_outside_code((ROOT / path).read_text()):
+        for line, is_text in lines_of((ROOT / path).read_text()):
             heading = HEADING.match(line) if is_text else None
             if heading and len(heading.group(1)) == 1:
                 label = "mainpage" if path == "README.md" else label_of(path)
@@ -117,15 +86,15 @@ class Stage:
         return LINK.sub(lambda link: link[0] if inside(link) else self.link(page, *link.groups()), line)
 
     def link(self, page, bang, text, target):
-        if re.match(r"[a-z]+:", target):
+        if not is_local(target):
             return f"{bang}[{text}]({target})"
         path, anchor = resolve(page, target)
         if bang:
             shutil.copy(ROOT / path, self.folder / "images")
-            return f"![{text}]({os.path.basename(path)})"
+            return f"![{text}]({pathlib.PurePath(path).name})"
         text = text.replace("`", "")  # not possible in the text of a reference
         if path in REFERENCE:
-            return f"[{text}](@ref {os.path.basename(path)})"
+            return f"[{text}](@ref {pathlib.PurePath(path).name})"
         if (ROOT / path).is_dir():
             return text
         self.need(path)
@@ -157,7 +126,7 @@ def layout():
     lines.append('    <tab type="usergroup" url="[none]" title="Reference">')
     for path in REFERENCE:
         if (ROOT / path).exists():
-            lines.append(tab(f"@ref {os.path.basename(path)}", os.path.basename(path)))
+            lines.append(tab(f"@ref {pathlib.PurePath(path).name}", pathlib.PurePath(path).name))
     lines += ['      <tab type="classlist" visible="yes" title="Records"/>',
               '      <tab type="globals" visible="yes" title="Index"/>', "    </tab>", "  </navindex>"]
     return "\n".join(lines)
