@@ -89,6 +89,8 @@ class Stage:
         if not is_local(target):
             return f"{bang}[{text}]({target})"
         path, anchor = resolve(page, target)
+        if not (ROOT / path).exists():
+            sys.exit(f"{page}: there is no {target}")
         if bang:
             shutil.copy(ROOT / path, self.folder / "images")
             return f"![{text}]({pathlib.PurePath(path).name})"
@@ -127,7 +129,7 @@ def layout():
     for path in REFERENCE:
         if (ROOT / path).exists():
             lines.append(tab(f"@ref {pathlib.PurePath(path).name}", pathlib.PurePath(path).name))
-    lines += ['      <tab type="classlist" visible="yes" title="Records"/>',
+    lines += ['      <tab type="classlist" visible="yes" title="Types"/>',
               '      <tab type="globals" visible="yes" title="Index"/>', "    </tab>", "  </navindex>"]
     return "\n".join(lines)
 

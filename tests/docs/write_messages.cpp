@@ -47,7 +47,7 @@ void Require(zor::sim::Result result) {
 }
 
 Bytes ReplyTo(const Bytes& request_bytes) {
-  const zor::sim::Scenario scenario = zor::sim::DefaultScenario();
+  const zor::sim::Scenario& scenario = zor::sim::DefaultScenario();
   zor::sim::InstanceModel model(scenario);
   std::uint32_t handle = 0;
   while (handle != kInstance) Require(model.Create("general", handle));
