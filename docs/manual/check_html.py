@@ -1,22 +1,27 @@
 #!/usr/bin/env python3
-"""Checks the built manual: every link and picture of every page is there, and nothing is fetched
-from elsewhere."""
+"""Checks the built manual: every link and picture of every page is there, nothing is fetched from
+elsewhere, and no Markdown is left that was not understood."""
 
 import html.parser
 import pathlib
+import re
 import sys
 import urllib.parse
 
 
 class Page(html.parser.HTMLParser):
-    """The targets and the anchors of one page."""
+    """The targets, the anchors and the text of one page, the latter without code."""
+
+    CODE = {"code", "pre", "script", "style"}
 
     def __init__(self, text):
         super().__init__()
         self.links = []
         self.loads = []
         self.anchors = set()
-        self.feed(text)
+        self.text = ""
+        self.inside = []
+        self.feed(re.sub(r'<div class="fragment">.*?</div><!-- fragment -->', "", text, flags=re.DOTALL))
 
     def handle_starttag(self, tag, attrs):
         values = dict(attrs)
@@ -24,12 +29,24 @@ class Page(html.parser.HTMLParser):
         for key in ("href", "src", "data"):
             if values.get(key) and (key != "data" or tag == "object"):
                 (self.links if tag == "a" else self.loads).append(values[key])
+        if tag in self.CODE:
+            self.inside.append(tag)
+
+    def handle_endtag(self, tag):
+        if self.inside and self.inside[-1] == tag:
+            self.inside.pop()
+
+    def handle_data(self, data):
+        if not self.inside:
+            self.text += data
 
 
 def problems_of(folder):
     pages = {path.name: Page(path.read_text()) for path in sorted(folder.glob("*.html"))}
     problems = []
     for name, page in pages.items():
+        if name.startswith(("page-", "index.")):
+            problems += [f"{name}: {mark} is left" for mark in re.findall(r"\*\*|`+|\]\(", page.text)]
         for target in page.loads + page.links:
             url = urllib.parse.urlsplit(target)
             if url.scheme or url.netloc:

@@ -77,7 +77,7 @@ class Stage:
                 line = f"# {heading.group(2)} {{#{label}}}"
             elif heading and path != "README.md":
                 line = f"{line} {{#{label_of(path)}--{slug(heading.group(2))}}}"
-            lines.append(codes(self.links(path, line)) if is_text else line)
+            lines.append(codes(bold(self.links(path, line))) if is_text else line)
         return "\n".join(lines) + "\n"
 
     def links(self, page, line):
@@ -101,6 +101,11 @@ class Stage:
             return text
         self.need(path)
         return f"[{text}](@ref {label_of(path)}{'--' + anchor if anchor else ''})"
+
+
+def bold(line):
+    """Doxygen takes two stars for bold only before a letter."""
+    return re.sub(r"\*\*(?=[`\"])((?:`[^`]*`|[^`*])+)\*\*", r"<b>\1</b>", line)
 
 
 def code(text):
