@@ -35,6 +35,7 @@ class Grammar {
   static void AddHandle(CLI::App& app, std::uint32_t& handle);
   static void AddName(CLI::App& app, std::string& name, const char* what);
 
+  [[nodiscard]] std::string WhatIsWrong(const CLI::ParseError& error) const;
   [[nodiscard]] UsageError Explain(const std::string& what) const;
 
   CLI::App app_{kAbout, "zorctl"};
@@ -64,16 +65,17 @@ class Grammar {
 template <typename Number, typename Parse>
 CLI::Option* AddNumber(CLI::App& app, const std::string& name, Number& number, Parse parse,
                        const char* kind, const char* description) {
-  return app.add_option_function<std::string>(
-                name,
-                [name, kind, parse, &number](const std::string& text) {
-                  const auto parsed = parse(text);
-                  if (!parsed) {
-                    throw CLI::ValidationError(name, fmt::format("'{}' is not {}", text, kind));
-                  }
-                  number = *parsed;
-                },
-                description)
+  return app
+      .add_option_function<std::string>(
+          name,
+          [name, kind, parse, &number](const std::string& text) {
+            const auto parsed = parse(text);
+            if (!parsed) {
+              throw CLI::ValidationError(name, fmt::format("'{}' is not {}", text, kind));
+            }
+            number = *parsed;
+          },
+          description)
       ->type_name("");
 }
 
@@ -121,14 +123,12 @@ void Grammar::AddCalls() {
 void Grammar::AddInstanceCalls() {
   CLI::App& create = Add(app_, "create", kCreateHelp, create_);
   AddName(create, create_.name, "What to create: an algorithm of the list");
-  create.add_option("VALUE", create_.value, "Sent with it; left out when not given")
-      ->type_name("");
+  create.add_option("VALUE", create_.value, "Sent with it; left out when not given")->type_name("");
 
   CLI::App& config = Add(app_, "config", kConfigHelp, config_);
   AddHandle(config, config_.handle);
   AddName(config, config_.name, "What to configure");
-  config.add_option("VALUE", config_.value, "Sent with it; left out when not given")
-      ->type_name("");
+  config.add_option("VALUE", config_.value, "Sent with it; left out when not given")->type_name("");
 
   AddHandle(Add(app_, "start", kStartHelp, start_), start_.handle);
   AddHandle(Add(app_, "stop", kStopHelp, stop_), stop_.handle);
@@ -143,12 +143,12 @@ void Grammar::AddParameterCalls() {
   AddNumber(set, "VALUE", set_.value, ParseFloat, "a number that a 32-bit float can hold",
             "The value, in the parameter's own unit")
       ->required();
-  set.add_flag("!--no-list", set_.list_first, kNoListFlag);
+  set.add_flag("--no-list", set_.no_list, kNoListFlag);
 
   CLI::App& get = Add(app_, "get", kGetHelp, get_);
   AddHandle(get, get_.handle);
   AddName(get, get_.name, "The parameter");
-  get.add_flag("!--no-list", get_.list_first, kNoListFlag);
+  get.add_flag("--no-list", get_.no_list, kNoListFlag);
 }
 
 void Grammar::AddBlobCalls() {
@@ -194,6 +194,17 @@ void Grammar::AddTools() {
   batch.add_flag("--keep-going", batch_.keep_going, "Go on after a command that failed");
 }
 
+std::string Grammar::WhatIsWrong(const CLI::ParseError& error) const {
+  // A word in the place of a command is said to be one too many, or a command to be missing.
+  const CLI::App* app = &app_;
+  while (!app->get_subcommands().empty()) app = app->get_subcommands().front();
+  const bool takes_command = !app->get_subcommands([](const CLI::App*) { return true; }).empty();
+  if (!takes_command) return error.what();
+  const auto extra = app->remaining();
+  return extra.empty() ? "a command is missing"
+                       : fmt::format("'{}' is not a command", extra.front());
+}
+
 UsageError Grammar::Explain(const std::string& what) const {
   std::string command = "zorctl";
   std::string place;
@@ -217,7 +228,7 @@ ParsedArguments Grammar::Parse(std::vector<std::string> words) {
   } catch (const CLI::CallForVersion&) {
     return HelpText{app_.version() + '\n'};
   } catch (const CLI::ParseError& error) {
-    return Explain(error.what());
+    return Explain(WhatIsWrong(error));
   }
 }
 

@@ -45,13 +45,13 @@ struct SetCall {
   std::uint32_t handle = 0;
   std::string name;
   float value = 0;
-  bool list_first = true;  ///< fetch the list that an algorithm id is translated by
+  bool no_list = false;  ///< do not fetch the list that an algorithm id is translated by
 };
 
 struct GetCall {
   std::uint32_t handle = 0;
   std::string name;
-  bool list_first = true;
+  bool no_list = false;
 };
 
 struct StatusCall {
@@ -62,7 +62,8 @@ struct StatusCall {
 struct BlobSetCall {
   std::uint32_t handle = 0;
   std::string name;
-  std::string file;
+  std::string file;                 ///< where `bytes` come from
+  std::vector<std::uint8_t> bytes;  ///< read from the file before the call is made
 };
 
 struct BlobGetCall {

@@ -52,8 +52,9 @@ std::optional<std::string_view> SimulatorMeaning(ZorResult result) {
 
 Explanation TransportFailure(const Call& call) {
   Explanation explanation{
-      .meaning = "the request could not be written, or the reply could not be read, was longer "
-                 "than 1024 bytes or was no valid message",
+      .meaning =
+          "the request could not be written, or the reply could not be read, was longer "
+          "than 1024 bytes or was no valid message",
       .advice = "run `zorctl log` beside the call: the library says there which of them it was"};
   if (std::holds_alternative<BlobGetCall>(call)) {
     explanation.advice += "; a block must fit, with its name, in one reply of 1024 bytes";
@@ -83,8 +84,9 @@ Explanation Explain(const Call& call, ZorResult result) {
       return TransportFailure(call);
     case ZOR_NOT_CONNECTED:
       return {.meaning = "the server's request pipe could not be opened",
-              .advice = "start the audio server (or zorsim); if it runs, `zorctl doctor` tells "
-                        "whether all instances of its pipe are busy"};
+              .advice =
+                  "start the audio server (or zorsim); if it runs, `zorctl doctor` tells "
+                  "whether all instances of its pipe are busy"};
     case ZOR_UNKNOWN_ALGORITHM:
       return {.meaning = "no algorithm of the list has this id, or there is no list yet",
               .advice = "`zorctl list` shows the ids that can be used here"};
