@@ -14,6 +14,7 @@
 #include "tools/zorctl/batch.h"
 #include "tools/zorctl/console.h"
 #include "tools/zorctl/demo.h"
+#include "tools/zorctl/doctor/doctor.h"
 #include "tools/zorctl/library.h"
 #include "tools/zorctl/log.h"
 #include "tools/zorctl/run_call.h"
@@ -48,7 +49,7 @@ struct Run {
   }
   int operator()(const WatchCommand& command) const { return Watch(command, json); }
   int operator()(const LogCommand& command) const { return ShowLog(command, json); }
-  int operator()(const DoctorCommand& /*command*/) const { return kFailed; }
+  int operator()(const DoctorCommand& /*command*/) const { return RunDoctor(json); }
   int operator()(const DemoCommand& /*command*/) const { return RunDemo(json); }
   int operator()(const BatchCommand& command) const { return RunBatch(command, json); }
 };

@@ -38,16 +38,16 @@ Outcome With(ZorResult result, Payload payload) {
 }  // namespace
 
 Outcome Session::Make(const Call& call) {
-  return std::visit([this](const auto& one) { return Make(one); }, call);
+  return std::visit([this](const auto& one) { return Send(one); }, call);
 }
 
-Outcome Session::Make(const InfoCall& /*call*/) {
+Outcome Session::Send(const InfoCall& /*call*/) {
   ZorServerInfo info{};
   const ZorResult result = ZorIntfGetInfo(&info);
   return With(result, Information{{info.info0, info.info1, info.info2, info.info3}});
 }
 
-Outcome Session::Make(const ListCall& call) {
+Outcome Session::Send(const ListCall& call) {
   const ZorResult result = ZorIntfEnum(call.selector, &list_);
   if (result != ZOR_SUCCESS) return With(result, {});
   if (call.selector == kAlgorithms) listed_ = true;
@@ -59,7 +59,7 @@ Outcome Session::Make(const ListCall& call) {
   return With(result, std::move(slots));
 }
 
-Outcome Session::Make(const CreateCall& call) {
+Outcome Session::Send(const CreateCall& call) {
   const ZorTextParam param{call.name.c_str(), TextOrNull(call.value)};
   std::uint32_t handle = 0;
   const ZorResult result = ZorIntfCreate(&handle, &param);
@@ -67,12 +67,12 @@ Outcome Session::Make(const CreateCall& call) {
   return With(result, Handle{handle});
 }
 
-Outcome Session::Make(const ConfigCall& call) {
+Outcome Session::Send(const ConfigCall& call) {
   const ZorTextParam param{call.name.c_str(), TextOrNull(call.value)};
   return With(ZorIntfConfig(call.handle, &param), {});
 }
 
-Outcome Session::Make(const ControlCall& call) {
+Outcome Session::Send(const ControlCall& call) {
   switch (call.control) {
     case Control::kStart:
       return With(ZorIntfStart(call.handle), {});
@@ -84,14 +84,14 @@ Outcome Session::Make(const ControlCall& call) {
   return With(ZorIntfDestroy(call.handle), {});
 }
 
-Outcome Session::Make(const SetCall& call) {
+Outcome Session::Send(const SetCall& call) {
   const ZorResult prepared = PrepareTranslation(call.name, call.no_list);
   if (prepared != ZOR_SUCCESS) return With(prepared, {});
   ZorFloatParam param{call.name.c_str(), call.value};
   return With(ZorIntfSet(call.handle, &param), {});
 }
 
-Outcome Session::Make(const GetCall& call) {
+Outcome Session::Send(const GetCall& call) {
   const ZorResult prepared = PrepareTranslation(call.name, call.no_list);
   if (prepared != ZOR_SUCCESS) return With(prepared, {});
   ZorFloatParam param{call.name.c_str(), 0};
@@ -99,13 +99,13 @@ Outcome Session::Make(const GetCall& call) {
   return With(result, ParameterValue{call.name, param.value});
 }
 
-Outcome Session::Make(const StatusCall& call) {
+Outcome Session::Send(const StatusCall& call) {
   std::uint32_t status = 0;
   const ZorResult result = ZorIntfGetStatus(call.handle, &status);
   return With(result, Status{status});
 }
 
-Outcome Session::Make(const BlobSetCall& call) {
+Outcome Session::Send(const BlobSetCall& call) {
   // The record's members are not const, but the library only reads them: work on copies.
   std::string name = call.name;
   std::vector<std::uint8_t> bytes = call.bytes;
@@ -113,7 +113,7 @@ Outcome Session::Make(const BlobSetCall& call) {
   return With(ZorIntfSetSerialized(call.handle, &blob), {});
 }
 
-Outcome Session::Make(const BlobGetCall& call) {
+Outcome Session::Send(const BlobGetCall& call) {
   std::string name = call.name;
   const ZorBlob wanted{name.data(), 0, nullptr};
   FilledBlob got;
@@ -127,7 +127,7 @@ Outcome Session::Make(const BlobGetCall& call) {
 
 ZorResult Session::PrepareTranslation(std::string_view parameter, bool no_list) {
   if (parameter != kAlgorithmParameter || no_list || listed_) return ZOR_SUCCESS;
-  return Make(ListCall{}).result;
+  return Send(ListCall{}).result;
 }
 
 }  // namespace zor::ctl

@@ -23,16 +23,16 @@ class Session {
   [[nodiscard]] std::optional<std::uint32_t> last_handle() const noexcept { return last_handle_; }
 
  private:
-  Outcome Make(const InfoCall& call);
-  Outcome Make(const ListCall& call);
-  Outcome Make(const CreateCall& call);
-  Outcome Make(const ConfigCall& call);
-  Outcome Make(const ControlCall& call);
-  Outcome Make(const SetCall& call);
-  Outcome Make(const GetCall& call);
-  Outcome Make(const StatusCall& call);
-  Outcome Make(const BlobSetCall& call);
-  Outcome Make(const BlobGetCall& call);
+  Outcome Send(const InfoCall& call);
+  Outcome Send(const ListCall& call);
+  Outcome Send(const CreateCall& call);
+  Outcome Send(const ConfigCall& call);
+  Outcome Send(const ControlCall& call);
+  Outcome Send(const SetCall& call);
+  Outcome Send(const GetCall& call);
+  Outcome Send(const StatusCall& call);
+  Outcome Send(const BlobSetCall& call);
+  Outcome Send(const BlobGetCall& call);
 
   /// Algorithm ids are translated by the list of algorithms, which is fetched once.
   [[nodiscard]] ZorResult PrepareTranslation(std::string_view parameter, bool no_list);
