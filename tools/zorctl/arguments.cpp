@@ -169,6 +169,11 @@ void Grammar::AddBlobCalls() {
   get.add_option("-o,--output", blob_get_.file,
                  "Where its bytes go; - is standard output; shown when not given")
       ->type_name("FILE");
+  get.parse_complete_callback([this] {
+    if (json_ && blob_get_.file == "-") {
+      throw CLI::ValidationError("--json and -o - exclude each other");
+    }
+  });
 }
 
 void Grammar::AddTools() {
