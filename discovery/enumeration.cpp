@@ -17,15 +17,6 @@ namespace {
 /// Compared whole, although the server sees the low 8 bits: 258 is not the list of algorithms.
 constexpr std::uint32_t kAlgorithms = 2;
 
-std::vector<std::string_view> Names(const messages::EnumResult& answer) {
-  std::vector<std::string_view> names;
-  const auto* sent = answer.names();
-  if (sent == nullptr) return names;
-  names.reserve(sent->size());
-  for (const auto* name : *sent) names.push_back(name->string_view());
-  return names;
-}
-
 std::vector<std::string> LocalNames(const DiscoveryRules& rules) {
   const DriverPackageInfo package = LocateDriverPackage(rules.driver_store);
   std::vector<std::string> names;
@@ -35,20 +26,28 @@ std::vector<std::string> LocalNames(const DiscoveryRules& rules) {
   return names;
 }
 
-void FillAlgorithms(ZorNameList& list, std::uint32_t count, const AlgorithmIdTable& ids) {
+/// The slots are as many as the count, the names as many as the vector holds: where the two differ,
+/// slots stay null and names are left over.
+void FillPlain(ZorNameList& list, const messages::EnumResult& answer) {
+  AllocateNameList(list, answer.count());
+  const auto* names = answer.names();
+  const std::uint32_t filled = names == nullptr ? 0 : std::min(names->size(), list.count);
+  for (std::uint32_t i = 0; i < filled; ++i) StoreName(list, i, names->Get(i)->string_view());
+}
+
+void FillAlgorithms(ZorNameList& list, const messages::EnumResult& answer,
+                    const DiscoveryRules& rules, AlgorithmIdTable& ids) {
+  const auto local_names = LocalNames(rules);
+  std::vector<std::string_view> names;
+  if (const auto* sent = answer.names()) {
+    for (const auto* name : *sent) names.push_back(name->string_view());
+  }
+  const std::uint32_t count = MergeAlgorithms(ids, names, answer.count(), local_names);
+
   const auto slots = AssignSlots(ids, count);
   AllocateNameList(list, count);
   for (std::uint32_t slot = 0; slot < slots.size(); ++slot) {
     if (slots[slot] != nullptr) StoreName(list, slot, slots[slot]->name);
-  }
-}
-
-/// The slots are as many as the count, the names as many as the vector holds: where the two differ,
-/// slots stay null and names are left over.
-void FillNames(ZorNameList& list, std::uint32_t count, const std::vector<std::string_view>& names) {
-  AllocateNameList(list, count);
-  for (std::uint32_t i = 0; i < std::min<std::size_t>(count, names.size()); ++i) {
-    StoreName(list, i, names[i]);
   }
 }
 
@@ -66,12 +65,10 @@ ZorResult Enumerate(PipeChannel& request, std::uint32_t selector, ZorNameList& l
   const auto* answer = reply->enum_result();
   if (answer == nullptr || answer->count() == 0) return ZOR_SUCCESS;
 
-  const auto names = Names(*answer);
   if (selector == kAlgorithms) {
-    const auto local_names = LocalNames(rules);
-    FillAlgorithms(list, MergeAlgorithms(ids, names, answer->count(), local_names), ids);
+    FillAlgorithms(list, *answer, rules, ids);
   } else {
-    FillNames(list, answer->count(), names);
+    FillPlain(list, *answer);
   }
   return ZOR_SUCCESS;
 }
