@@ -4,7 +4,7 @@
 # machine's whole include root, which has the wrong system headers for a cross build.
 set(ZOR_HOST_HEADERS "${CMAKE_BINARY_DIR}/host_headers")
 file(MAKE_DIRECTORY "${ZOR_HOST_HEADERS}")
-foreach(folder flatbuffers nlohmann CLI)
+foreach(folder flatbuffers nlohmann CLI fmt)
   if(EXISTS "/usr/include/${folder}")
     file(CREATE_LINK "/usr/include/${folder}" "${ZOR_HOST_HEADERS}/${folder}" SYMBOLIC)
   else()

@@ -4,7 +4,7 @@
 build_packages=(
   cmake ninja-build g++ python3
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix wine64
-  flatbuffers-compiler libflatbuffers-dev nlohmann-json3-dev libcli11-dev googletest
+  flatbuffers-compiler libflatbuffers-dev nlohmann-json3-dev libcli11-dev libfmt-dev googletest
 )
 lint_packages=(clang-format clang-tidy shellcheck)
 docs_packages=(doxygen doxygen-awesome-css graphviz mscgen fonts-dejavu-core python3)
