@@ -5,7 +5,8 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <optional>
+#include <string>
+#include <vector>
 
 #include "discovery/enumeration.h"
 #include "discovery/library_scan.h"
@@ -25,7 +26,9 @@ TEST(ManualAlgorithm, IsRecognised) {
 }
 
 TEST(ManualAlgorithm, AnswersWithItsId) {
-  EXPECT_EQ(QueryLibrary(Folder(), L"K270502.dll"), std::optional<std::uint32_t>(0x2705));
+  const LibraryQuery query = QueryLibrary(Folder(), L"K270502.dll");
+  EXPECT_EQ(query.failed, LibraryStep::kDone);
+  EXPECT_EQ(query.algorithm_id, 0x2705U);
 }
 
 TEST(ManualAlgorithm, WritesNoMoreThanTheRecordHas) {
