@@ -25,10 +25,21 @@ void FailAllocation(std::size_t nth) noexcept { failing = count + nth; }
 
 }  // namespace zor::scripted
 
-// The program's own: all other forms of new and delete end in these.
+// All forms that the library uses: a sanitizer has each of its own, so none ends in another.
 void* operator new(std::size_t size) {
   if (void* block = zor::scripted::Allocate(size)) return block;
   throw std::bad_alloc();
 }
+void* operator new[](std::size_t size) { return operator new(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return zor::scripted::Allocate(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  return zor::scripted::Allocate(size);
+}
 void operator delete(void* block) noexcept { std::free(block); }
+void operator delete[](void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t /*size*/) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t /*size*/) noexcept { std::free(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
+void operator delete[](void* block, const std::nothrow_t&) noexcept { std::free(block); }
