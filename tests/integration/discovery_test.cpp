@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <limits>
 #include <optional>
 #include <string>
 #include <thread>
@@ -21,6 +22,13 @@
 
 namespace zor::testing {
 namespace {
+
+/// Threads that end take their handles with them a moment later.
+bool HandlesFallTo(int handles) {
+  constexpr auto kAny = std::numeric_limits<std::size_t>::max();
+  const Usage limit{std::numeric_limits<int>::max(), handles, kAny, kAny};
+  return SettleWithin(limit, kPatienceMs).handles <= handles;
+}
 
 using std::filesystem::path;
 using ::testing::AnyOf;
@@ -196,9 +204,9 @@ TEST_F(DiscoveryTest, ReleasesEveryString) {
                {{L"HardwareID", {.text = large, .result = kWmiFailed}}}};
   InstallDriver(large);
   EXPECT_EQ(Enumerate({"general"}), ZOR_SUCCESS);
-  const std::size_t before = HeapBytes();
+  const std::size_t before = Usage::Now().heap_bytes;
   for (int i = 0; i < 30; ++i) EXPECT_EQ(Enumerate({"general"}), ZOR_SUCCESS);
-  EXPECT_LT(HeapBytes(), before + 4 * large.size() * sizeof(wchar_t));
+  EXPECT_LT(Usage::Now().heap_bytes, before + 4 * large.size() * sizeof(wchar_t));
 }
 
 // --- The driver store
@@ -392,7 +400,7 @@ TEST_F(DiscoveryTest, RepeatedCallsLeakNothing) {
   Machine::AddLibrary(package, L"K270502.dll", L"zor_test_answers.dll");
   std::ofstream(package / L"K270506.dll") << "no library";
   for (int i = 0; i < 5; ++i) EXPECT_EQ(Enumerate({"general", "private"}), ZOR_SUCCESS);
-  const int handles = CountHandles();
+  const int handles = Usage::Now().handles;
   for (int i = 0; i < 30; ++i) EXPECT_EQ(Enumerate({"general", "private"}), ZOR_SUCCESS);
   EXPECT_TRUE(HandlesFallTo(handles));
 }
@@ -440,7 +448,7 @@ TEST_F(DiscoveryTest, ASearchThatFailsLeavesNothingBehindWhenTheLibraryIsUnloade
     }).join();
   };
   for (int i = 0; i < 5; ++i) run();
-  const int handles = CountHandles();
+  const int handles = Usage::Now().handles;
   for (int i = 0; i < 20; ++i) run();
   EXPECT_TRUE(HandlesFallTo(handles));
 }
