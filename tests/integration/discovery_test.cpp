@@ -438,6 +438,8 @@ TEST_F(DiscoveryTest, ASearchThatFailsLeavesNothingBehindWhenTheLibraryIsUnloade
   InstallDriver(L"1..0.5");
   // From another thread, too.
   const auto run = [&] {
+    // The server may still be busy with the client before.
+    ASSERT_TRUE(WaitNamedPipeW(kRequestPipe, kPatienceMs));
     const LoadedLibrary library;
     ZorNameList list = {};
     server_.Answer(EnumReply(1, {"general"}));
