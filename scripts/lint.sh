@@ -5,7 +5,7 @@ cd "$(dirname "$0")/.."
 . scripts/common.sh
 
 # The sources that only the Windows build has, and the others.
-windows_sources='/win32/|^tools/|^interface/load\.cpp|^simulator/main\.cpp|^tests/integration/|^tests/consumers/'
+windows_sources='/win32/|^tools/|^interface/load\.cpp|^simulator/main\.cpp|^tests/integration/|^tests/consumers/|^tests/zorctl/(commands|doctor)_test|^tests/zorctl/support/'
 windows_only() { sources "$@" | grep -E "$windows_sources"; }
 portable() { sources "$@" | grep -Ev "$windows_sources"; }
 

@@ -69,13 +69,12 @@ Program::Program(const std::wstring& file, const std::vector<std::wstring>& argu
   startup.hStdOutput = out.write.get();
   startup.hStdError = err.write.get();
   PROCESS_INFORMATION started{};
-  if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP,
-                     nullptr, nullptr, &startup, &started) == FALSE) {
+  if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                     &started) == FALSE) {
     ThrowLastError("CreateProcess");
   }
   CloseHandle(started.hThread);
   process_ = UniqueHandle(started.hProcess);
-  id_ = started.dwProcessId;
   out_.pipe = std::move(out.read);
   err_.pipe = std::move(err.read);
   input_ = std::move(in.write);
@@ -95,12 +94,6 @@ Program::Program(const std::wstring& file, const std::vector<std::wstring>& argu
 Program::~Program() {
   TerminateProcess(process_.get(), 1);
   WaitForSingleObject(process_.get(), kPatienceMs);
-}
-
-void Program::Interrupt() const {
-  if (GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, id_) == FALSE) {
-    ThrowLastError("GenerateConsoleCtrlEvent");
-  }
 }
 
 Finished Program::Finish() {

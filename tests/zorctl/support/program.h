@@ -33,9 +33,6 @@ class Program {
   [[nodiscard]] bool WaitForOutput(const std::string& text) { return WaitFor(out_, text); }
   [[nodiscard]] bool WaitForError(const std::string& text) { return WaitFor(err_, text); }
 
-  /// As Ctrl-Break does.
-  void Interrupt() const;
-
   /// Waits for the end; a program that does not come to it is ended, with a status of -1.
   [[nodiscard]] Finished Finish();
 
@@ -50,7 +47,6 @@ class Program {
   [[nodiscard]] bool WaitFor(Stream& stream, const std::string& text);
 
   UniqueHandle process_;
-  DWORD id_ = 0;
   SRWLOCK lock_{};
   CONDITION_VARIABLE more_{};
   Stream out_;
