@@ -25,6 +25,16 @@ struct Stopped {
   ExitStatus status;
 };
 
+std::string Indented(const std::string& lines) {
+  std::string indented;
+  for (std::size_t begin = 0; begin < lines.size();) {
+    const std::size_t end = lines.find('\n', begin) + 1;
+    indented += "  " + lines.substr(begin, end - begin);
+    begin = end;
+  }
+  return indented;
+}
+
 class Demo {
  public:
   explicit Demo(bool json) : json_(json) {}
@@ -55,7 +65,7 @@ class Demo {
       Print(ToLine(ToJson(call, outcome)));
     } else {
       const auto verdict = outcome.result == ZOR_SUCCESS ? "ok" : "failed";
-      Print(fmt::format("{:<20} {}\n{}", ExportName(call), verdict, ToText(outcome)));
+      Print(fmt::format("{:<20} {}\n{}", ExportName(call), verdict, Indented(ToText(outcome))));
     }
     if (outcome.result != ZOR_SUCCESS) {
       Say(FailureText(call, outcome.result));
@@ -76,7 +86,7 @@ class Demo {
   ExitStatus ShowEvents() {
     for (;;) {
       while (const auto event = events_.Take()) {
-        Print(json_ ? ToLine(ToJson(*event)) : ToText(*event));
+        Print(json_ ? ToLine(ToJson(*event)) : Indented(ToText(*event)));
         if (event->type == kLastEvent) return kDone;
       }
       if (WaitForSingleObject(events_.arrived(), kLastEventPatienceMs) != WAIT_OBJECT_0) {

@@ -28,7 +28,7 @@ inline constexpr auto kMainFooter =
     "  1   zorctl could not do it: a file, the library, another viewer\n"
     "  2   the command line or a script's line is wrong; nothing was sent for it\n"
     "  3   doctor found something missing or wrong\n"
-    "  4   watch: the time ran out first\n"
+    "  4   watch, demo: the time ran out first\n"
     "  11  result 1: the call could not be completed\n"
     "  12  result 2: the server could not be reached\n"
     "  13  result 3: no algorithm has this id\n"
