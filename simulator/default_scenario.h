@@ -1,10 +1,15 @@
-/// The scenario of a server that is given none.
+/// The scenario of a server that is given none, and the ground on which scenario files stand.
 #pragma once
+
+#include <string_view>
 
 #include "simulator/scenario.h"
 
 namespace zor::sim {
 
-[[nodiscard]] Scenario DefaultScenario();
+/// The text of scenarios/default.json.
+[[nodiscard]] std::string_view DefaultScenarioText();
+
+[[nodiscard]] const Scenario& DefaultScenario();
 
 }  // namespace zor::sim

@@ -2,8 +2,10 @@
 
 #include <windows.h>
 
+#include <array>
 #include <atomic>
 #include <system_error>
+#include <utility>
 
 #include "simulator/win32/handle.h"
 
@@ -26,6 +28,11 @@ class SharedWord {
   }
   SharedWord(const SharedWord&) = delete;
   SharedWord& operator=(const SharedWord&) = delete;
+  SharedWord& operator=(SharedWord&& other) noexcept {
+    std::swap(mapping_, other.mapping_);
+    std::swap(view_, other.view_);
+    return *this;
+  }
   ~SharedWord() {
     if (view_ != nullptr) UnmapViewOfFile(view_);
   }
@@ -56,19 +63,13 @@ BOOL WINAPI OnConsoleEvent(DWORD event) {
 }  // namespace
 
 struct StopSignal::State {
-  Handle stop{CreateEventW(nullptr, TRUE, FALSE, kStopName)};
+  Handle stop = MakeEvent();
   Handle finished = MakeEvent();
-  SharedWord process{Handle(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
-                                               sizeof(LONG), kProcessName))};
+  Handle announced_stop = {};
+  SharedWord announced_process = {};
 };
 
 StopSignal::StopSignal() : state_(std::make_unique<State>()) {
-  if (!state_->stop || state_->process.get() == nullptr) {
-    throw std::system_error(static_cast<int>(GetLastError()), std::system_category(),
-                            "making the server's stop event");
-  }
-  ResetEvent(state_->stop.get());
-  InterlockedExchange(state_->process.get(), static_cast<LONG>(GetCurrentProcessId()));
   console_finished = state_->finished.get();
   console_stop = state_->stop.get();
   SetConsoleCtrlHandler(OnConsoleEvent, TRUE);
@@ -80,9 +81,26 @@ StopSignal::~StopSignal() {
   SetEvent(state_->finished.get());
 }
 
+void StopSignal::Announce() {
+  state_->announced_process = SharedWord(Handle(CreateFileMappingW(
+      INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(LONG), kProcessName)));
+  state_->announced_stop = Handle(CreateEventW(nullptr, TRUE, FALSE, kStopName));
+  if (!state_->announced_stop || state_->announced_process.get() == nullptr) {
+    throw std::system_error(static_cast<int>(GetLastError()), std::system_category(),
+                            "announcing the server");
+  }
+  // They may be left over from a server that is just ending.
+  ResetEvent(state_->announced_stop.get());
+  InterlockedExchange(state_->announced_process.get(), static_cast<LONG>(GetCurrentProcessId()));
+}
+
 void StopSignal::Set() { SetEvent(state_->stop.get()); }
 
-void StopSignal::Wait() { WaitForSingleObject(state_->stop.get(), INFINITE); }
+void StopSignal::Wait() {
+  const std::array<HANDLE, 2> handles = {state_->stop.get(), state_->announced_stop.get()};
+  const DWORD count = state_->announced_stop ? 2 : 1;
+  WaitForMultipleObjects(count, handles.data(), FALSE, INFINITE);
+}
 
 StopOutcome StopRunningServer(std::chrono::milliseconds patience) {
   const Handle stop(OpenEventW(EVENT_MODIFY_STATE, FALSE, kStopName));

@@ -8,8 +8,8 @@
 
 namespace zor::sim {
 
-/// Set by Ctrl-C, by the console's closing, by the user's logging off and by another process's
-/// StopRunningServer(). One at a time in a process.
+/// Set by Ctrl-C, by the console's closing, by the user's logging off and, once it is announced, by
+/// another process's StopRunningServer(). One at a time in a process.
 class StopSignal {
  public:
   StopSignal();
@@ -17,6 +17,10 @@ class StopSignal {
   ~StopSignal();
   StopSignal(const StopSignal&) = delete;
   StopSignal& operator=(const StopSignal&) = delete;
+
+  /// Makes this process the one that StopRunningServer() stops. Only for a server that holds the
+  /// pipes: another one may be announced otherwise.
+  void Announce();
 
   void Set();
   void Wait();

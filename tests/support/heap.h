@@ -11,8 +11,8 @@ namespace zor::scripted {
 
 class Heap {
  public:
-  /// There is never more memory than this at once; an allocation beyond it fails.
-  static constexpr std::size_t kLargestBlock = std::size_t{64} << 20U;
+  /// There is never more memory than this in one piece.
+  static constexpr std::size_t kLargestBlock = std::size_t{1} << 20U;
 
   void Reset();
 

@@ -23,23 +23,23 @@ template <typename Build>
 /// whole, and at no shorter length.
 struct Reply {
   struct Block {
-    std::optional<std::string> name;
+    std::optional<std::string> name = {};
     std::uint32_t size = 0;
-    std::optional<Bytes> data;
+    std::optional<Bytes> data = {};
   };
   struct Names {
     std::uint32_t count = 0;
-    std::optional<std::vector<std::string>> names;
+    std::optional<std::vector<std::string>> names = {};
   };
 
   std::string func_name = "ZorIntfReplied!";
-  std::optional<messages::ServerInfo> server_info;
-  std::optional<Names> enum_result;
-  std::optional<float> float_param;
+  std::optional<messages::ServerInfo> server_info = {};
+  std::optional<Names> enum_result = {};
+  std::optional<float> float_param = {};
   std::uint8_t status = 0;
   std::uint32_t handle = 0;
   std::uint32_t result = 0;
-  std::optional<Block> blob_result;
+  std::optional<Block> blob_result = {};
   /// Scalars at their defaults are in the message as well.
   bool with_defaults = false;
 };
@@ -50,7 +50,7 @@ struct Reply {
 struct Notification {
   std::uint8_t type = 0;
   std::uint32_t value = 0;
-  std::string text;
+  std::string text = {};
   std::string func_name = "ZorIntfNotify";
 };
 

@@ -71,6 +71,12 @@ std::optional<std::uint32_t> Threads::WaitForPause() {
   return WaitForPause(lock);
 }
 
+void Threads::EndPause() {
+  const Lock lock(mutex_);
+  pause_.reset();
+  changed_.notify_all();
+}
+
 std::optional<std::uint32_t> Threads::RunToPause() {
   Lock lock(mutex_);
   pause_.reset();

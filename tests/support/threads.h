@@ -33,7 +33,10 @@ class Threads {
   /// Waits until the thread pauses: the length of the pause; nothing when it has ended instead.
   [[nodiscard]] std::optional<std::uint32_t> WaitForPause();
 
-  /// Ends the pause, if the thread is in one, and waits for the next.
+  /// Ends the pause, if the thread is in one.
+  void EndPause();
+
+  /// Both: ends the pause and waits for the next.
   [[nodiscard]] std::optional<std::uint32_t> RunToPause();
 
   /// Waits until somebody joins the thread.

@@ -1,0 +1,66 @@
+// How often the calls and the listener allocate. A program of its own: it counts operator new.
+#include "tests/support/allocations.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/library_test.h"
+#include "tests/support/remote_exports.h"
+
+namespace zor::scripted {
+namespace {
+
+class Allocations : public CallTest, public ::testing::WithParamInterface<RemoteExport> {};
+
+TEST_P(Allocations, OfACallAreItsBuildersOnlyBesidesABlocksCopyAndWhatItHandsOut) {
+  AnswerWith(GetParam().reply());
+  OwnedOutputs outputs;
+  ASSERT_EQ(GetParam().call(outputs.get()), ZOR_SUCCESS);  // connects, which logs
+
+  OwnedOutputs counted;
+  const std::size_t before = AllocationCount();
+  const int handed_out = TheCalls().Count(Function::kHeapAllocate);
+  const ZorResult result = GetParam().call(counted.get());
+  EXPECT_EQ(AllocationCount() - before, GetParam().allocations);
+  EXPECT_EQ(result, ZOR_SUCCESS);
+  EXPECT_EQ(static_cast<std::size_t>(TheCalls().Count(Function::kHeapAllocate) - handed_out),
+            GetParam().handed_out);
+}
+
+INSTANTIATE_TEST_SUITE_P(Exports, Allocations,
+                         ::testing::ValuesIn(RemoteExports().begin(), RemoteExports().end()),
+                         [](const auto& suite) { return NameOf(suite.param); });
+
+TEST_F(CallTest, ABlockFitsTheBuilderThatIsMadeForIt) {
+  AnswerWith(Build(Reply{}));
+  char name[] = "preset";
+  for (std::uint32_t size = 1; size < 100'000; size = size * 3 + 1) {
+    Bytes data(size);
+    const ZorBlob input{name, size, data.data()};
+    ASSERT_EQ(ZorIntfSetSerialized(1, &input), ZOR_SUCCESS);
+    const std::size_t before = AllocationCount();
+    const ZorResult result = ZorIntfSetSerialized(1, &input);
+    EXPECT_EQ(AllocationCount() - before, 2U) << size << " bytes";
+    EXPECT_EQ(result, ZOR_SUCCESS);
+  }
+}
+
+TEST_F(ListenerTest, ANotificationAllocatesForItsLogLineOnly) {
+  static int delivered = 0;
+  delivered = 0;
+  ThePipes().Listen(kNotifyPipe);
+  Load();
+  ZorIntfRegEventCallback([](ZorEvent*) { ++delivered; });
+  ASSERT_EQ(TheThreads().WaitForPause(), 100U);
+
+  constexpr std::size_t kPerLine = 2;  // the joined format and the line
+  for (int i = 0; i < 3; ++i) {
+    ThePipes().Send(kNotifyPipe, Build(Notification{.type = 5, .text = "text"}));
+  }
+  const std::size_t before = AllocationCount();
+  ASSERT_EQ(TheThreads().RunToPause(), 100U);
+  EXPECT_EQ(AllocationCount() - before, 3 * kPerLine);
+  EXPECT_EQ(delivered, 3);
+}
+
+}  // namespace
+}  // namespace zor::scripted
