@@ -10,15 +10,18 @@ namespace zor::scripted {
 namespace {
 
 std::atomic<std::size_t> count{0};
+std::atomic<std::size_t> failing{0};  ///< the number of the one that fails; 0 is none's
 
 void* Allocate(std::size_t size) noexcept {
-  if (!PlatformScope::Inside()) ++count;
+  if (!PlatformScope::Inside() && ++count == failing) return nullptr;
   return std::malloc(size == 0 ? 1 : size);
 }
 
 }  // namespace
 
 std::size_t AllocationCount() noexcept { return count; }
+
+void FailAllocation(std::size_t nth) noexcept { failing = count + nth; }
 
 }  // namespace zor::scripted
 

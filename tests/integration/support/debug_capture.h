@@ -26,7 +26,7 @@ class DebugCapture {
   [[nodiscard]] bool WaitForOthers(const std::string& line, int count = 1) const;
   [[nodiscard]] int CountOthers(const std::string& line) const;
 
-  void Clear();
+  static void Clear();
 
  private:
   [[nodiscard]] std::vector<std::string> Lines(bool mine) const;

@@ -22,11 +22,31 @@ PipeServer::~PipeServer() {
   threads_.clear();
 }
 
+int PipeServer::connections() const {
+  AcquireSRWLockShared(&lock_);
+  const int count = connections_;
+  ReleaseSRWLockShared(&lock_);
+  return count;
+}
+
+bool PipeServer::WaitForConnections(int count) {
+  AcquireSRWLockExclusive(&lock_);
+  while (connections_ < count &&
+         SleepConditionVariableSRW(&connected_, &lock_, kPatienceMs, 0) != FALSE) {
+  }
+  const bool arrived = connections_ >= count;
+  ReleaseSRWLockExclusive(&lock_);
+  return arrived;
+}
+
 void PipeServer::Serve(ServerEnd& end) {
   while (!end.IsCancelled()) {
     // Not within the time limit is no failure: nobody may ever come.
     if (!end.WaitForClient()) continue;
+    AcquireSRWLockExclusive(&lock_);
     ++connections_;
+    ReleaseSRWLockExclusive(&lock_);
+    WakeAllConditionVariable(&connected_);
     session_(end);
     end.Disconnect();
   }
@@ -34,6 +54,18 @@ void PipeServer::Serve(ServerEnd& end) {
 
 void StayIdle(ServerEnd& end) {
   while (!end.IsCancelled() && end.Read()) {
+  }
+}
+
+void AnswerAll(ServerEnd& end) {
+  const Bytes reply = SuccessReply();
+  while (!end.IsCancelled() && end.Read() && end.Write(reply)) {
+  }
+}
+
+void Flood(ServerEnd& end) {
+  const Bytes message = Build({.type = 5, .value = 1, .text = "text"});
+  while (!end.IsCancelled() && end.Write(message)) {
   }
 }
 

@@ -1,7 +1,6 @@
 /// Pipe servers on threads of their own.
 #pragma once
 
-#include <atomic>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -25,19 +24,32 @@ class PipeServer {
   PipeServer& operator=(const PipeServer&) = delete;
   ~PipeServer();
 
-  [[nodiscard]] int connections() const noexcept { return connections_; }
+  /// How many clients have connected so far.
+  [[nodiscard]] int connections() const;
+  /// Waits until that many have; false when they do not come.
+  [[nodiscard]] bool WaitForConnections(int count);
 
  private:
   void Serve(ServerEnd& end);
 
   Session session_;
-  std::atomic<int> connections_{0};
+  // The system's own lock, not the standard's: that one takes handles as it goes along, and tests
+  // count them.
+  mutable SRWLOCK lock_{};
+  CONDITION_VARIABLE connected_{};
+  int connections_ = 0;
   std::vector<std::unique_ptr<ServerEnd>> ends_;
   std::vector<std::jthread> threads_;
 };
 
 /// A session that sends nothing and waits until the client is gone.
 void StayIdle(ServerEnd& end);
+
+/// A session that answers every request with a success and keeps none.
+void AnswerAll(ServerEnd& end);
+
+/// A session that sends notifications without a pause until the client is gone.
+void Flood(ServerEnd& end);
 
 /// The request pipe's server: records every request and answers each with what the test has queued,
 /// or else with a plain success.
@@ -54,7 +66,7 @@ class RequestServer {
   [[nodiscard]] std::vector<Bytes> Requests() const;
   /// The one request there was; throws when there is another number of them.
   [[nodiscard]] Bytes OnlyRequest() const;
-  [[nodiscard]] int connections() const noexcept { return server_.connections(); }
+  [[nodiscard]] int connections() const { return server_.connections(); }
 
  private:
   struct Step {

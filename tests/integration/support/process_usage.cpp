@@ -25,29 +25,6 @@ void ForEachHandle(Visit visit) {
   }
 }
 
-std::size_t BytesInUse(HANDLE heap) {
-  std::size_t bytes = 0;
-  PROCESS_HEAP_ENTRY entry{};
-  HeapLock(heap);
-  while (HeapWalk(heap, &entry) != FALSE) {
-    if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) bytes += entry.cbData;
-  }
-  HeapUnlock(heap);
-  return bytes;
-}
-
-template <typename Count>
-bool FallsTo(int limit, Count count) {
-  constexpr DWORD kPollMs = 5;
-  for (DWORD waited = 0; count() > limit; waited += kPollMs) {
-    if (waited > kPatienceMs) return false;
-    Sleep(kPollMs);
-  }
-  return true;
-}
-
-}  // namespace
-
 int CountThreads() {
   const UniqueHandle snapshot =
       Require(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0), "CreateToolhelp32Snapshot");
@@ -66,6 +43,17 @@ int CountHandles() {
   int count = 0;
   ForEachHandle([&](HANDLE) { ++count; });
   return count;
+}
+
+std::size_t BytesInUse(HANDLE heap) {
+  std::size_t bytes = 0;
+  PROCESS_HEAP_ENTRY entry{};
+  HeapLock(heap);
+  while (HeapWalk(heap, &entry) != FALSE) {
+    if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) bytes += entry.cbData;
+  }
+  HeapUnlock(heap);
+  return bytes;
 }
 
 std::size_t HeapBytes() {
@@ -88,6 +76,31 @@ std::size_t AddressSpaceBytes() {
   return bytes;
 }
 
+}  // namespace
+
+Usage Usage::Now() { return {CountThreads(), CountHandles(), HeapBytes(), AddressSpaceBytes()}; }
+
+bool Usage::IsWithin(const Usage& limit) const {
+  return threads <= limit.threads && handles <= limit.handles && heap_bytes <= limit.heap_bytes &&
+         address_space_bytes <= limit.address_space_bytes;
+}
+
+std::ostream& operator<<(std::ostream& stream, const Usage& usage) {
+  return stream << usage.threads << " threads, " << usage.handles << " handles, "
+                << usage.heap_bytes << " bytes of heap, " << usage.address_space_bytes
+                << " bytes of address space";
+}
+
+Usage SettleWithin(const Usage& limit, DWORD patience_ms) {
+  constexpr DWORD kPollMs = 20;
+  const ULONGLONG end = GetTickCount64() + patience_ms;
+  for (;;) {
+    const Usage now = Usage::Now();
+    if (now.IsWithin(limit) || GetTickCount64() >= end) return now;
+    Sleep(kPollMs);
+  }
+}
+
 std::set<HANDLE> ClientPipeEnds() {
   std::set<HANDLE> ends;
   ForEachHandle([&](HANDLE handle) {
@@ -99,9 +112,5 @@ std::set<HANDLE> ClientPipeEnds() {
   });
   return ends;
 }
-
-bool ThreadsFallTo(int count) { return FallsTo(count, CountThreads); }
-
-bool HandlesFallTo(int count) { return FallsTo(count, CountHandles); }
 
 }  // namespace zor::testing

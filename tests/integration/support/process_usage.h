@@ -4,23 +4,32 @@
 #include <windows.h>
 
 #include <cstddef>
+#include <ostream>
 #include <set>
 
 namespace zor::testing {
 
-[[nodiscard]] int CountThreads();
-[[nodiscard]] int CountHandles();
-/// Bytes in blocks that are in use, over all heaps of the process.
-[[nodiscard]] std::size_t HeapBytes();
-/// Bytes of address space that are taken: images, heaps, stacks, everything.
-[[nodiscard]] std::size_t AddressSpaceBytes();
+/// What can be left behind. Measured over the whole process.
+struct Usage {
+  int threads = 0;
+  int handles = 0;
+  std::size_t heap_bytes = 0;           ///< in blocks that are in use, over all heaps
+  std::size_t address_space_bytes = 0;  ///< taken by images, heaps, stacks, everything
+
+  [[nodiscard]] static Usage Now();
+
+  /// No member is above the other's.
+  [[nodiscard]] bool IsWithin(const Usage& limit) const;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Usage& usage);
+
+/// Measures until the process holds no more than `limit`, and returns the last measurement: what
+/// it still holds after `patience_ms` it keeps. An ending thread of the system, and what belongs to
+/// it, may be there for a moment after what it ran has been unloaded.
+[[nodiscard]] Usage SettleWithin(const Usage& limit, DWORD patience_ms);
 
 /// Handles of this process that are the client's end of a named pipe.
 [[nodiscard]] std::set<HANDLE> ClientPipeEnds();
-
-/// An ending thread of the system may still be seen for a moment after what it ran has been
-/// unloaded. Waits until there are no more than this many; false when there still are.
-[[nodiscard]] bool ThreadsFallTo(int count);
-[[nodiscard]] bool HandlesFallTo(int count);
 
 }  // namespace zor::testing

@@ -17,7 +17,8 @@ bool ServerEnd::WaitForClient() {
   operation_.hEvent = done_.get();
   const bool connected = ConnectNamedPipe(pipe_.get(), &operation_) != FALSE;
   const DWORD error = connected ? ERROR_SUCCESS : GetLastError();
-  if (error == ERROR_PIPE_CONNECTED) return true;
+  // Already there, or already gone again.
+  if (error == ERROR_PIPE_CONNECTED || error == ERROR_NO_DATA) return true;
   return Finish(connected, error).ok;
 }
 

@@ -29,7 +29,8 @@ class ServerEnd {
   explicit ServerEnd(const wchar_t* name) : ServerEnd(name, Options{}) {}
   ServerEnd(const wchar_t* name, const Options& options);
 
-  /// Waits until a client has opened this instance. A client that did so before counts.
+  /// Waits until a client has opened this instance. A client that did so before counts,
+  /// even when it has already left.
   [[nodiscard]] bool WaitForClient();
   /// One whole message, of any length; nothing when the client is gone.
   [[nodiscard]] std::optional<Bytes> Read();

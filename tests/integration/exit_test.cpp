@@ -1,0 +1,78 @@
+// Processes that end with the library loaded: they end, at once and with their own exit code.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <random>
+#include <string>
+
+#include "tests/integration/support/handle.h"
+#include "tests/integration/support/loaded_library.h"
+#include "tests/integration/support/pipe_server.h"
+
+namespace zor::testing {
+namespace {
+
+// A process ends in some state of the listener's; so many at moments of their own meet most.
+constexpr int kRuns = 50;
+// A little more than the listener takes to begin, connect and enter its pause.
+constexpr int kLatestMicroseconds = 5000;
+constexpr DWORD kChildsExitCode = 42;
+
+/// Runs the child with these arguments and returns its exit code.
+DWORD RunChild(const std::wstring& arguments) {
+  std::wstring command = L"\"" + BinaryFolder() + L"\\zor_exit_child.exe\" " + arguments;
+  STARTUPINFOW startup{};
+  startup.cb = sizeof(startup);
+  PROCESS_INFORMATION child{};
+  if (CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                     &startup, &child) == FALSE) {
+    ThrowLastError("CreateProcess");
+  }
+  const UniqueHandle process(child.hProcess);
+  const UniqueHandle thread(child.hThread);
+  if (WaitForSingleObject(process.get(), kPatienceMs) != WAIT_OBJECT_0) {
+    TerminateProcess(process.get(), 1);
+    throw std::runtime_error("the process does not end");
+  }
+  DWORD code = 0;
+  GetExitCodeProcess(process.get(), &code);
+  return code;
+}
+
+void ExpectChildrenToEnd(const std::wstring& state) {
+  std::mt19937 random(1);  // NOLINT(cert-msc51-cpp): the same moments in every run
+  std::uniform_int_distribution<> moment(0, kLatestMicroseconds);
+  for (int run = 0; run < kRuns; ++run) {
+    const std::wstring way = run % 2 == 0 ? L" return " : L" exit-process ";
+    const int microseconds = moment(random);
+    SCOPED_TRACE(microseconds);
+    ASSERT_EQ(RunChild(state + way + std::to_wstring(microseconds)), kChildsExitCode);
+  }
+}
+
+TEST(Exit, WithoutAServer) { ExpectChildrenToEnd(L"plain"); }
+
+TEST(Exit, WithAnIdleServer) {
+  PipeServer server(kNotifyPipe, StayIdle, 2);
+  ExpectChildrenToEnd(L"plain");
+  EXPECT_GT(server.connections(), 0);
+}
+
+TEST(Exit, WhileNotificationsPourIn) {
+  PipeServer server(kNotifyPipe, Flood, 2);
+  ExpectChildrenToEnd(L"plain");
+  EXPECT_GT(server.connections(), 0);
+}
+
+TEST(Exit, WhileACallbackWaits) {
+  PipeServer server(kNotifyPipe, Flood, 2);
+  ExpectChildrenToEnd(L"blocked");
+}
+
+TEST(Exit, WhileACallbackUsesTheHeap) {
+  PipeServer server(kNotifyPipe, Flood, 2);
+  ExpectChildrenToEnd(L"busy");
+}
+
+}  // namespace
+}  // namespace zor::testing
