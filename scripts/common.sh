@@ -6,6 +6,9 @@ build_packages=(
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix wine64
   flatbuffers-compiler libflatbuffers-dev nlohmann-json3-dev libcli11-dev googletest
 )
+# To make the package, and for the tests that use it as others would.
+package_packages=(llvm)
+test_packages=("${package_packages[@]}" clang lld pkgconf)
 lint_packages=(clang-format clang-tidy shellcheck)
 
 say() { printf '\033[1m==> %s\033[0m\n' "$*"; }
@@ -16,6 +19,8 @@ fail() {
 }
 
 need_build() { install_missing "${build_packages[@]}"; }
+need_package() { install_missing "${package_packages[@]}"; }
+need_test() { install_missing "${test_packages[@]}"; }
 need_lint() { install_missing "${lint_packages[@]}"; }
 
 install_missing() {
@@ -49,7 +54,7 @@ build() {
 
 sources() { git ls-files --cached --others --exclude-standard -- "$@"; }
 
-format() { sources '*.c' '*.cpp' '*.h' | xargs clang-format -i; }
+format() { sources '*.c' '*.cpp' '*.h' '*.hpp' | xargs clang-format -i; }
 
 # Wine: always a prefix of the tree's own, which may be ended without asking; quiet and without
 # windows. The last override keeps a crash from being swallowed by Wine's debugger.

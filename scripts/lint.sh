@@ -5,12 +5,12 @@ cd "$(dirname "$0")/.."
 . scripts/common.sh
 
 # The sources that only the Windows build has, and the others.
-windows_sources='/win32/|^tools/|^interface/load\.cpp|^simulator/main\.cpp|^tests/integration/|^tests/consumers/'
+windows_sources='/win32/|^tools/|^examples/|^interface/load\.cpp|^simulator/main\.cpp|^tests/integration/|^tests/consumers/'
 windows_only() { sources "$@" | grep -E "$windows_sources"; }
 portable() { sources "$@" | grep -Ev "$windows_sources"; }
 
 say "Formatting"
-sources '*.c' '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
+sources '*.c' '*.cpp' '*.h' '*.hpp' | xargs clang-format --dry-run -Werror
 
 say "Scripts"
 sources dev '*.sh' .ci/run | xargs shellcheck -x
