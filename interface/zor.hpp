@@ -226,7 +226,8 @@ class Client {
 
   /// The server's four information words [ZorIntfGetInfo].
   [[nodiscard]] ZorServerInfo GetInfo() const {
-    return detail::OrThrow("ZorIntfGetInfo", [&](auto& error) { return GetInfo(error); });
+    return detail::OrThrow("ZorIntfGetInfo",
+                           [&](std::error_code& error) { return GetInfo(error); });
   }
 
   /// As above; all zero on error.
@@ -239,7 +240,8 @@ class Client {
   /// The names that `selector` stands for [ZorIntfEnum]. The list is the caller's own copy; the
   /// library's is kept in one record for the whole process, which the next call frees.
   [[nodiscard]] NameList Enumerate(std::uint32_t selector = kAlgorithms) const {
-    return detail::OrThrow("ZorIntfEnum", [&](auto& error) { return Enumerate(selector, error); });
+    return detail::OrThrow("ZorIntfEnum",
+                           [&](std::error_code& error) { return Enumerate(selector, error); });
   }
 
   /// As above; empty on error.
@@ -332,7 +334,7 @@ class Instance {
 
   /// Destroys the instance now [ZorIntfDestroy]. On error it stays owned and can be tried again.
   void Destroy() {
-    detail::OrThrow("ZorIntfDestroy", [&](auto& error) { Destroy(error); });
+    detail::OrThrow("ZorIntfDestroy", [&](std::error_code& error) { Destroy(error); });
   }
 
   /// As above.
@@ -344,7 +346,7 @@ class Instance {
   /// Configures the instance [ZorIntfConfig]. `name` and `value` are the server's to interpret;
   /// null leaves one out.
   void Config(const char* name, const char* value) {
-    detail::OrThrow("ZorIntfConfig", [&](auto& error) { Config(name, value, error); });
+    detail::OrThrow("ZorIntfConfig", [&](std::error_code& error) { Config(name, value, error); });
   }
 
   /// As above.
@@ -355,7 +357,7 @@ class Instance {
 
   /// Starts the instance [ZorIntfStart].
   void Start() {
-    detail::OrThrow("ZorIntfStart", [&](auto& error) { Start(error); });
+    detail::OrThrow("ZorIntfStart", [&](std::error_code& error) { Start(error); });
   }
 
   /// As above.
@@ -365,7 +367,7 @@ class Instance {
 
   /// Stops the instance [ZorIntfStop].
   void Stop() {
-    detail::OrThrow("ZorIntfStop", [&](auto& error) { Stop(error); });
+    detail::OrThrow("ZorIntfStop", [&](std::error_code& error) { Stop(error); });
   }
 
   /// As above.
@@ -375,7 +377,8 @@ class Instance {
 
   /// The instance's status, 0 to 255 [ZorIntfGetStatus].
   [[nodiscard]] std::uint32_t GetStatus() const {
-    return detail::OrThrow("ZorIntfGetStatus", [&](auto& error) { return GetStatus(error); });
+    return detail::OrThrow("ZorIntfGetStatus",
+                           [&](std::error_code& error) { return GetStatus(error); });
   }
 
   /// As above; 0 on error.
@@ -389,7 +392,8 @@ class Instance {
   /// in the record: the server's, when it answers with one; for kAlgorithmParameter the server's
   /// id.
   float Set(const char* name, float value) {
-    return detail::OrThrow("ZorIntfSet", [&](auto& error) { return Set(name, value, error); });
+    return detail::OrThrow("ZorIntfSet",
+                           [&](std::error_code& error) { return Set(name, value, error); });
   }
 
   /// As above; returns what the call left in the record on error too.
@@ -401,7 +405,7 @@ class Instance {
 
   /// A parameter's value [ZorIntfGet]; `name` must not be null.
   [[nodiscard]] float Get(const char* name) const {
-    return detail::OrThrow("ZorIntfGet", [&](auto& error) { return Get(name, error); });
+    return detail::OrThrow("ZorIntfGet", [&](std::error_code& error) { return Get(name, error); });
   }
 
   /// As above. On error 0, but for Result::kUnknownAlgorithm the server's id.
@@ -415,7 +419,7 @@ class Instance {
   /// null when `size` is 0.
   void SetSerialized(const char* name, const std::uint8_t* data, std::size_t size) {
     detail::OrThrow("ZorIntfSetSerialized",
-                    [&](auto& error) { SetSerialized(name, data, size, error); });
+                    [&](std::error_code& error) { SetSerialized(name, data, size, error); });
   }
 
   /// As above.
@@ -428,7 +432,7 @@ class Instance {
   /// Fetches a block [ZorIntfGetSerialized]. A null `name` is left out.
   [[nodiscard]] Blob GetSerialized(const char* name) const {
     return detail::OrThrow("ZorIntfGetSerialized",
-                           [&](auto& error) { return GetSerialized(name, error); });
+                           [&](std::error_code& error) { return GetSerialized(name, error); });
   }
 
   /// As above; empty on error.
@@ -439,8 +443,9 @@ class Instance {
   /// Fetches a block, with `size` bytes sent along for the server [ZorIntfGetSerialized].
   [[nodiscard]] Blob GetSerialized(const char* name, const std::uint8_t* data,
                                    std::size_t size) const {
-    return detail::OrThrow("ZorIntfGetSerialized",
-                           [&](auto& error) { return GetSerialized(name, data, size, error); });
+    return detail::OrThrow("ZorIntfGetSerialized", [&](std::error_code& error) {
+      return GetSerialized(name, data, size, error);
+    });
   }
 
   /// As above; empty on error.
@@ -466,8 +471,10 @@ class Instance {
   [[nodiscard]] static ZorBlob Input(const char* name, const std::uint8_t* data,
                                      std::size_t size) noexcept {
     constexpr std::size_t kLargest = std::numeric_limits<std::uint32_t>::max();
+    // NOLINTBEGIN(cppcoreguidelines-pro-type-const-cast)
     return {const_cast<char*>(name), static_cast<std::uint32_t>(size < kLargest ? size : kLargest),
             const_cast<std::uint8_t*>(data)};
+    // NOLINTEND(cppcoreguidelines-pro-type-const-cast)
   }
 
   Client client_;
@@ -482,7 +489,8 @@ inline Instance Client::Create(const char* name, const char* value, std::error_c
 }
 
 inline Instance Client::Create(const char* name, const char* value) const {
-  return detail::OrThrow("ZorIntfCreate", [&](auto& error) { return Create(name, value, error); });
+  return detail::OrThrow("ZorIntfCreate",
+                         [&](std::error_code& error) { return Create(name, value, error); });
 }
 
 /// A notification of the server. Which members are there depends on the type alone; what they mean
