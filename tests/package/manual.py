@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Runs a block of the manual in a freshly unpacked package, against the simulated server.
+"""Runs commands in a freshly unpacked package, against the simulated server.
 
-A block is the code between a line "```sh NAME" and a line "```" of docs/package.md. The commands
-find the package as its user would: in a folder of another name, below a path with a blank. What they
-print must contain a line "session: complete" for each time that they run a program.
+The commands are a block of the manual, the code between a line "```sh NAME" and a line "```", or
+given by the caller. They find the package as its user would: in a folder of another name, with a
+blank in it. What they print must contain "session: complete" for each time that they run a program.
 """
 
 import argparse
@@ -75,16 +75,18 @@ def run(commands, folder, wine):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--manual", type=pathlib.Path, required=True)
-    parser.add_argument("--block", required=True)
+    parser.add_argument("--manual", type=pathlib.Path, help="where the block is")
+    what = parser.add_mutually_exclusive_group(required=True)
+    what.add_argument("--block")
+    what.add_argument("--commands")
     parser.add_argument("--package", type=pathlib.Path, required=True)
     parser.add_argument("--folder", type=pathlib.Path, required=True, help="where to unpack")
     parser.add_argument("--wine", type=pathlib.Path, required=True)
     arguments = parser.parse_args()
 
-    commands = block(arguments.manual.read_text(), arguments.block)
+    commands = arguments.commands or block(arguments.manual.read_text(), arguments.block)
     folder = unpack(arguments.package, arguments.folder)
-    programs = commands.count("\nwine ")
+    programs = len(re.findall(r"^wine ", commands, re.MULTILINE))
     if programs == 0:
         run(commands, folder, arguments.wine)
         return
