@@ -1,8 +1,8 @@
 #include "simulator/scenario_reader.h"
 
 #include <algorithm>
+#include <array>
 #include <fstream>
-#include <iterator>
 #include <set>
 #include <utility>
 
@@ -406,8 +406,11 @@ ScenarioResult ReadScenario(std::string_view text, const std::string& name, Scen
 
 ScenarioResult LoadScenario(const std::string& file) {
   std::ifstream stream(file, std::ios::binary);
-  const std::string text((std::istreambuf_iterator<char>(stream)),
-                         std::istreambuf_iterator<char>());
+  std::string text;
+  std::array<char, 4096> part = {};
+  while (stream.read(part.data(), part.size()) || stream.gcount() > 0) {
+    text.append(part.data(), static_cast<std::size_t>(stream.gcount()));
+  }
   if (!stream.is_open() || stream.bad()) return {.errors = {file + ": cannot be read"}};
   return ReadScenario(text, file, DefaultScenario());
 }

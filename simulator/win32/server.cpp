@@ -190,8 +190,9 @@ class Server::Impl {
     lost_notifications_ += hub_.Broadcast(std::move(message), engine_.OnNotifyClient());
   }
 
+  // A client for which there is no thread is dropped.
   void AddRequestClient(const PipeInstance& pipe) {
-    request_connections_.Add([this, pipe, client = ++clients_](HANDLE stop) {
+    const bool added = request_connections_.Add([this, pipe, client = ++clients_](HANDLE stop) {
       Trace(client, PipeKind::kRequest, TraceKind::kConnected);
       const bool abandon = ServeRequests(pipe->get(), stop, client);
       Trace(client, PipeKind::kRequest, TraceKind::kDisconnected);
@@ -199,6 +200,7 @@ class Server::Impl {
       if (!abandon) DisconnectNamedPipe(pipe->get());
       pipe->Close();
     });
+    if (!added) DisconnectNamedPipe(pipe->get());
   }
 
   /// True when the client is still to read what was sent to it.
@@ -262,14 +264,20 @@ class Server::Impl {
       const std::lock_guard lock(engine_mutex_);
       queue = hub_.Greet(pipe, engine_.OnNotifyClient());
     }
-    notify_connections_.Add([this, pipe, queue, client = ++clients_](HANDLE stop) {
-      Trace(client, PipeKind::kNotify, TraceKind::kConnected);
-      ServeNotifications(pipe->get(), *queue, stop, client);
-      Trace(client, PipeKind::kNotify, TraceKind::kDisconnected);
-      hub_.Remove(pipe);
-      DisconnectNamedPipe(pipe->get());
-      pipe->Close();
-    });
+    const bool added =
+        notify_connections_.Add([this, pipe, queue, client = ++clients_](HANDLE stop) {
+          Trace(client, PipeKind::kNotify, TraceKind::kConnected);
+          ServeNotifications(pipe->get(), *queue, stop, client);
+          Trace(client, PipeKind::kNotify, TraceKind::kDisconnected);
+          DropNotifyClient(pipe);
+        });
+    if (!added) DropNotifyClient(pipe);
+  }
+
+  void DropNotifyClient(const PipeInstance& pipe) {
+    hub_.Remove(pipe);
+    DisconnectNamedPipe(pipe->get());
+    pipe->Close();
   }
 
   void ServeNotifications(HANDLE pipe, NotifyQueue& queue, HANDLE stop, std::uint64_t client) {
