@@ -6,12 +6,12 @@ cd "$(dirname "$0")/.."
 
 # What ships, by the build that has it. The tests have the compilers' warnings and the sanitizers; a
 # run over them takes longer than all else here.
-windows_sources='/win32/|^tools/|^interface/load\.cpp|^simulator/main\.cpp'
+windows_sources='/win32/|^tools/|^examples/|^interface/load\.cpp|^simulator/main\.cpp'
 windows_only() { sources '*.cpp' ':!tests' | grep -E "$windows_sources"; }
 portable() { sources '*.cpp' ':!tests' | grep -Ev "$windows_sources"; }
 
 say "Formatting"
-sources '*.c' '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
+sources '*.c' '*.cpp' '*.h' '*.hpp' | xargs clang-format --dry-run -Werror
 
 say "Scripts"
 sources dev '*.sh' .ci/run | xargs shellcheck -x
