@@ -5,5 +5,8 @@
 int main() {
   const HANDLE running = CreateEventW(nullptr, TRUE, TRUE, L"zor-wine-anchor");
   if (running == nullptr || GetLastError() == ERROR_ALREADY_EXISTS) return 0;
+  // A desktop too: Wine starts one for every process that uses COM while there is none, and
+  // without a display waits 10 s for it.
+  [[maybe_unused]] const HWND desktop = GetDesktopWindow();
   Sleep(INFINITE);
 }
