@@ -1,5 +1,6 @@
 // The fourteen exports. Each forwards to its routine; what errors a routine lets through end here.
 #include <cstring>
+#include <stdexcept>
 
 #include "calls/control_calls.h"
 #include "calls/instance_calls.h"
@@ -35,7 +36,17 @@ ZorResult ZorIntfDestroy(uint32_t handle) {
 }
 
 ZorResult ZorIntfEnum(uint32_t selector, ZorNameList* list) {
-  return zor::Enumerate(Request(), selector, *list);
+  // The only call that can meet one of the standard errors: a version that is no number, a
+  // directory that cannot be listed. The list is then empty. That there is no memory is let
+  // through.
+  try {
+    return zor::Enumerate(Request(), selector, *list, TheLibrary().discovery_rules,
+                          TheLibrary().algorithm_ids);
+  } catch (const std::logic_error&) {
+    return ZOR_TRANSPORT_FAILURE;
+  } catch (const std::runtime_error&) {
+    return ZOR_TRANSPORT_FAILURE;
+  }
 }
 
 ZorResult ZorIntfFreeSerialized(uint32_t /*handle*/, ZorBlob* blob) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "discovery/algorithm_id_table.h"
+#include "discovery/enumeration.h"
 #include "transport/rpc_client.h"
 
 namespace zor {
@@ -11,6 +12,7 @@ struct Library {
   /// Throws std::system_error when the listener cannot be started.
   Library();
 
+  const DiscoveryRules discovery_rules;
   AlgorithmIdTable algorithm_ids;
   RpcClient client;
 };

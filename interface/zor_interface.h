@@ -43,11 +43,23 @@
  * call hands out comes from the process-wide heap of the Universal C Runtime; each call says who
  * frees it.
  *
+ * ## The algorithms of this machine
+ * ZorIntfEnum() with selector 2 looks, at every call, for the installed audio driver and the
+ * algorithm libraries of its package. For this, and for this only:
+ * - COM must have been initialised by the application on the calling thread (`CoInitializeEx`, in
+ *   either mode). The library does not do it: without it no driver is found, and the server's list
+ *   is shown as it is. The call sets the security of COM for the process (default authentication,
+ *   impersonation) unless that has been done before, which is as good.
+ * - The call loads each library of the package, asks it for its information and unloads it: code of
+ *   the driver package runs on the calling thread. Before that it adds the package's folder to the
+ *   process's search for libraries (`SetDllDirectoryW`), where it stays: it is not set back.
+ *
  * ## Errors
  * A result is a number (see ::ZorResult); nothing else is reported, but each failure also writes a
  * line with the prefix "[zor] " to the debugger output. No call checks a pointer to a record for
  * null: a null record is the caller's fault. An allocation failure inside the library leaves it as
- * the C++ exception `std::bad_alloc`; no other exception leaves a call.
+ * the C++ exception `std::bad_alloc`, from any call but ZorIntfRegEventCallback() and
+ * ZorIntfFreeSerialized(); no other exception leaves a call.
  */
 #ifndef ZOR_INTERFACE_H
 #define ZOR_INTERFACE_H
@@ -220,10 +232,25 @@ ZOR_API ZorResult ZorIntfDestroy(uint32_t handle);
 
 /**
  * @brief Lists names: for selector 2 the algorithms, for others what the server keeps there.
- * @param         selector  Which list. The server sees the low 8 bits.
+ *
+ * Selector 2 compares the server's algorithms with those of this machine; COM must be initialised
+ * (see "The algorithms of this machine" above). Where there are as many, or none on this machine,
+ * the list is the server's. Otherwise it has as many slots as there are algorithm libraries here,
+ * and shows those of the server's algorithms that are present, each in the slot of its id; a slot
+ * that none fills is null, and an algorithm whose id lies beyond the last slot is not shown, though
+ * ZorIntfSet() takes its id.
+ *
+ * An algorithm's id is its position in all that was ever enumerated with selector 2: every such
+ * call appends the server's list again, and nothing is removed. Enumerate once, and keep the ids:
+ * after a later call, an id may be another than before.
+ * @param         selector  Which list. The server sees the low 8 bits; only the number 2 itself
+ *                          looks at this machine.
  * @param[in,out] list      Zeroed before its first use. On success its previous contents are freed
- *                          and replaced; otherwise it is left as it was.
+ *                          and replaced; otherwise it is left as it was, with one exception below.
  * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED or the server's own result.
+ *         ::ZOR_TRANSPORT_FAILURE with an empty list: the search of this machine failed, because
+ *         the driver store or the package's folder cannot be listed, or a version there is no
+ *         number. `std::bad_alloc` leaves a valid list, with slots that are null.
  */
 ZOR_API ZorResult ZorIntfEnum(uint32_t selector, ZorNameList* list);
 
@@ -243,8 +270,9 @@ ZOR_API ZorResult ZorIntfFreeSerialized(uint32_t handle, ZorBlob* blob);
  * @brief Reads one float parameter of an instance.
  *
  * The parameter "supproted_algo_name" (spelt so) carries an algorithm id: the server's id is
- * translated into the position in the list of ZorIntfEnum() with selector 2. When there is no such
- * translation the result is ::ZOR_UNKNOWN_ALGORITHM, and `value` holds the server's id.
+ * translated into the position in the list of ZorIntfEnum() with selector 2. For an algorithm that
+ * this machine does not have that is -1.0, with ::ZOR_SUCCESS. When there is no such translation
+ * the result is ::ZOR_UNKNOWN_ALGORITHM, and `value` holds the server's id.
  * @param         handle  From ZorIntfCreate().
  * @param[in,out] param   `name` says which; `value` is sent along and, on success, replaced by the
  *                        value in the reply. A reply without a parameter leaves it as it was.
@@ -305,7 +333,8 @@ ZOR_API ZorResult ZorIntfRegEventCallback(ZorEventCallback callback);
  * The parameter "supproted_algo_name" (spelt so) carries an algorithm id: a position in the list of
  * ZorIntfEnum() with selector 2, translated into the server's id before it is sent. The record's
  * `value` then holds the server's id, whatever the result, except ::ZOR_UNKNOWN_ALGORITHM, when
- * nothing was sent and the record is as it was.
+ * nothing was sent and the record is as it was. Of the algorithms that this machine does not have,
+ * all with the id -1.0, the value -1.0 sends the first.
  * @param         handle  From ZorIntfCreate().
  * @param[in,out] param   What to set. A server that answers with the parameter updates `value`.
  * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED, ::ZOR_UNKNOWN_ALGORITHM or

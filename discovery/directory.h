@@ -1,0 +1,16 @@
+/// Listing a directory.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace zor {
+
+/// The full paths of the entries of whatever kind, in the file system's order. Throws
+/// std::filesystem::filesystem_error, which names the operation that failed.
+[[nodiscard]] std::vector<std::wstring> ListDirectory(const std::wstring& directory);
+
+/// What follows the last backslash or slash.
+[[nodiscard]] std::wstring FileName(const std::wstring& path);
+
+}  // namespace zor

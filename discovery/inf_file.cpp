@@ -1,0 +1,39 @@
+#include "discovery/inf_file.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace zor {
+namespace {
+
+/// The standard search recurses once for every character of a match: a few thousand of them are
+/// more than the stack of an application's thread.
+constexpr std::size_t kLongestMatch = 512;
+
+bool CanBeSearched(const std::wstring& line) {
+  constexpr auto kCharacters = L"0123456789.";
+  for (std::size_t begin = 0, end; begin < line.size(); begin = end + 1) {
+    end = std::min(line.find_first_not_of(kCharacters, begin), line.size());
+    if (end - begin > kLongestMatch) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string FindVersionLine(std::istream& inf) {
+  std::string line;
+  while (std::getline(inf, line)) {
+    if (line.find("DriverVer") != line.npos) return line;
+  }
+  return {};
+}
+
+std::optional<VersionQuad> FindVersion(const std::wstring& line, const std::wregex& pattern) {
+  if (!CanBeSearched(line)) throw std::regex_error(std::regex_constants::error_stack);
+  std::wsmatch match;
+  if (!std::regex_search(line, match, pattern)) return std::nullopt;
+  return ParseVersion(match.str());
+}
+
+}  // namespace zor

@@ -1,0 +1,24 @@
+/// Loading libraries at run time. Each function is one system call.
+#pragma once
+
+namespace zor::platform {
+
+/// A loaded library. Whoever loads it must free it.
+struct Module;
+
+/// Sets the one directory that the process's search for libraries has besides the usual ones.
+[[nodiscard]] bool SetLibraryDirectory(const wchar_t* directory) noexcept;
+
+/// Null when the library cannot be loaded. Runs the library's own initialisation.
+[[nodiscard]] Module* LoadModule(const wchar_t* path) noexcept;
+
+/// A function of unknown type: cast it to its own before the call.
+using EntryPoint = void (*)();
+
+/// Null when the library exports nothing under this name.
+[[nodiscard]] EntryPoint FindEntryPoint(Module* module, const char* name) noexcept;
+
+/// Gives one reference back; of null, too, which fails. The result is not reported.
+void ReleaseModule(Module* module) noexcept;
+
+}  // namespace zor::platform

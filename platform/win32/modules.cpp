@@ -1,0 +1,26 @@
+#include "platform/modules.h"
+
+#include <windows.h>
+
+namespace zor::platform {
+namespace {
+
+HMODULE ToHandle(Module* module) noexcept { return reinterpret_cast<HMODULE>(module); }
+
+}  // namespace
+
+bool SetLibraryDirectory(const wchar_t* directory) noexcept {
+  return SetDllDirectoryW(directory) != FALSE;
+}
+
+Module* LoadModule(const wchar_t* path) noexcept {
+  return reinterpret_cast<Module*>(LoadLibraryW(path));
+}
+
+EntryPoint FindEntryPoint(Module* module, const char* name) noexcept {
+  return reinterpret_cast<EntryPoint>(GetProcAddress(ToHandle(module), name));
+}
+
+void ReleaseModule(Module* module) noexcept { FreeLibrary(ToHandle(module)); }
+
+}  // namespace zor::platform
