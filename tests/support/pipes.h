@@ -67,6 +67,10 @@ class Pipes {
   /// own next open gets the lowest free number.
   void LetOthersTakeNumbers(bool take);
 
+  /// Whether what lies behind a message in the buffer that it is read into is out of bounds for the
+  /// product (with AddressSanitizer, and its detect_stack_use_after_return).
+  void PoisonUnread(bool poison);
+
   /// Handles that are open and answered the last time they were asked.
   [[nodiscard]] int OpenCount() const;
   /// Handles that are open although their connection did not answer: left behind by a reconnect.
@@ -115,6 +119,7 @@ class Pipes {
   std::map<int, std::shared_ptr<Connection>> handles_;  ///< null: somebody else's
   std::optional<std::uint32_t> shown_available_;
   bool others_take_numbers_ = false;
+  bool poison_unread_ = false;
 };
 
 [[nodiscard]] Pipes& ThePipes();
