@@ -25,7 +25,10 @@ wine $bin/zorlog.exe -- $bin/session.exe </dev/null || status=$?
 
 say "Stopping the simulated server"
 wine $bin/zorsim.exe --stop </dev/null || fail "zorsim did not stop"
-cat <&"$server_output"
+while IFS= read -r -t 10 -u "$server_output" line; do
+  printf '%s\n' "$line"
+  case "$line" in "zorsim stopped"*) break ;; esac
+done
 
 if [ "$status" -ne 0 ]; then
   fail "the session failed with status $status: look at the step above that names its result"

@@ -27,7 +27,6 @@ using ::testing::NotNull;
 
 constexpr std::uint32_t kHandle = 0xA1B2C3D4;
 
-/// A record's members that a call must leave alone hold values that no reply brings.
 class CallsTest : public ::testing::Test {
  protected:
   /// The one request, which names `func_name` and carries `status` 7 as every request does.
@@ -456,7 +455,9 @@ struct RemoteExport {
   ZorResult (*call)(const Exports& exports);
 };
 
-/// Calls whose outputs are prepared and must not be touched: the caller checks.
+void PrintTo(const RemoteExport& tested, std::ostream* stream) { *stream << tested.name; }
+
+/// Where all calls put their outputs, prepared with values that no reply brings.
 struct Outputs {
   ZorServerInfo info{11, 12, 13, 14};
   std::uint32_t handle = 15;
@@ -467,7 +468,7 @@ struct Outputs {
   ZorBlob blob{nullptr, 19, nullptr};
 };
 
-// One set of outputs per test process: an export's own call has no argument to carry it in.
+// One set for all: the calls below are plain functions.
 Outputs outputs;
 constexpr ZorTextParam kText{"name", "value"};
 constexpr ZorBlob kBlob{nullptr, 0, nullptr};
@@ -572,8 +573,7 @@ TEST_P(EveryRemoteCall, SendsNothingButItsOneRequest) {
   EXPECT_EQ(request->status(), 7);
 }
 
-INSTANTIATE_TEST_SUITE_P(Exports, EveryRemoteCall, ::testing::ValuesIn(kRemoteExports),
-                         [](const auto& tested) { return tested.param.name; });
+INSTANTIATE_TEST_SUITE_P(Exports, EveryRemoteCall, ::testing::ValuesIn(kRemoteExports));
 
 }  // namespace
 }  // namespace zor::testing

@@ -1,8 +1,12 @@
-// How often the calls and the listener allocate. A program of its own: it counts operator new.
+// How often the library allocates, and what happens where it cannot. A program of its own: it
+// replaces operator new.
 #include "tests/support/allocations.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
+#include <new>
+
+#include "interface/debug_log.h"
 #include "tests/support/library_test.h"
 #include "tests/support/remote_exports.h"
 
@@ -24,6 +28,25 @@ TEST_P(Allocations, OfACallAreItsBuildersOnlyBesidesABlocksCopyAndWhatItHandsOut
   EXPECT_EQ(result, ZOR_SUCCESS);
   EXPECT_EQ(static_cast<std::size_t>(TheCalls().Count(Function::kHeapAllocate) - handed_out),
             GetParam().handed_out);
+}
+
+TEST_P(Allocations, OfWhichOneFailsThrowsBadAllocWritesNothingAndLeavesTheNextCallWell) {
+  AnswerWith(GetParam().reply());
+  OwnedOutputs connecting;
+  ASSERT_EQ(GetParam().call(connecting.get()), ZOR_SUCCESS);
+  for (std::size_t nth = 1; nth <= GetParam().allocations; ++nth) {
+    OwnedOutputs outputs;
+    bool thrown = false;
+    FailAllocation(nth);
+    try {
+      static_cast<void>(GetParam().call(outputs.get()));
+    } catch (const std::bad_alloc&) {
+      thrown = true;
+    }
+    EXPECT_TRUE(thrown);
+    EXPECT_TRUE(outputs.Untouched());
+    EXPECT_EQ(GetParam().call(outputs.get()), ZOR_SUCCESS);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Exports, Allocations,
@@ -60,6 +83,50 @@ TEST_F(ListenerTest, ANotificationAllocatesForItsLogLineOnly) {
   ASSERT_EQ(TheThreads().RunToPause(), 100U);
   EXPECT_EQ(AllocationCount() - before, 3 * kPerLine);
   EXPECT_EQ(delivered, 3);
+}
+
+TEST_F(ListenerTest, ANotificationIsDeliveredThoughThereIsNoMemoryForItsLogLine) {
+  static int delivered = 0;
+  delivered = 0;
+  ThePipes().Listen(kNotifyPipe);
+  Load();
+  ZorIntfRegEventCallback([](ZorEvent*) { ++delivered; });
+  ASSERT_EQ(TheThreads().WaitForPause(), 100U);
+  static_cast<void>(TheOutput().TakeNarrow());
+
+  ThePipes().Send(kNotifyPipe, Build(Notification{.type = 1}));
+  FailAllocation();
+  ASSERT_EQ(TheThreads().RunToPause(), 100U);
+  EXPECT_EQ(delivered, 1);
+  EXPECT_THAT(TheOutput().TakeNarrow(), ::testing::IsEmpty());
+}
+
+TEST_F(ListenerTest, ALoadWithoutMemoryThrowsBadAllocAndLeavesNothing) {
+  Load();
+  Unload();
+  const std::size_t before = AllocationCount();
+  Load();
+  const std::size_t allocations = AllocationCount() - before;
+  Unload();
+  ASSERT_GE(allocations, 3U);
+  for (std::size_t nth = 1; nth <= allocations; ++nth) {
+    FailAllocation(nth);
+    EXPECT_THROW(Load(), std::bad_alloc);
+  }
+  EXPECT_EQ(TheCalls().Count(Function::kStartThread), 2);
+}
+
+TEST_F(PlatformTest, ALineWithoutMemoryIsDropped) {
+  for (std::size_t nth = 1; nth <= 2; ++nth) {
+    FailAllocation(nth);
+    Log("%s", "narrow");
+    FailAllocation(nth);
+    Log(L"%s", L"wide");
+  }
+  EXPECT_THAT(TheOutput().TakeNarrow(), ::testing::IsEmpty());
+  EXPECT_THAT(TheOutput().TakeWide(), ::testing::IsEmpty());
+  Log("%s", "next");
+  EXPECT_THAT(TheOutput().TakeNarrow(), ::testing::ElementsAre("[zor] next"));
 }
 
 }  // namespace

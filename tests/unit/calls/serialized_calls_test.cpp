@@ -1,5 +1,6 @@
 // Whole parameter blocks.
 #include <gmock/gmock.h>
+#include <gtest/gtest-spi.h>
 
 #include <cstring>
 
@@ -269,6 +270,12 @@ TEST_F(SerializedCalls, FreeReleasesTheDataAndNothingElse) {
   EXPECT_EQ(blob.name, before.name);
   EXPECT_EQ(blob.size, before.size);
   EXPECT_EQ(TheCalls().Count(Function::kOpenPipe), 0);
+}
+
+TEST_F(SerializedCalls, FreeingARecordTwiceReleasesItsBlockTwice) {
+  ZorBlob blob{name_, 3, static_cast<std::uint8_t*>(platform::HeapAllocate(3))};
+  EXPECT_EQ(ZorIntfFreeSerialized(0, &blob), ZOR_SUCCESS);
+  EXPECT_NONFATAL_FAILURE(static_cast<void>(ZorIntfFreeSerialized(0, &blob)), "not allocated");
 }
 
 TEST_F(SerializedCalls, FreeOfNullReturns0AndDoesNothing) {

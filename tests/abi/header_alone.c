@@ -1,0 +1,2 @@
+/* The header needs nothing before it and may be included twice. */
+#include "zor_interface.h"
