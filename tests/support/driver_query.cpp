@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string_view>
+
 #include "tests/support/calls.h"
 
 namespace zor::scripted {
@@ -24,12 +26,12 @@ using scripted::TheCalls;
 
 constexpr ComResult kNotFound = static_cast<ComResult>(0x80041002);
 
-void Record(const std::wstring& name, const std::wstring& arguments = {}) {
+void Record(std::wstring_view name, std::wstring_view arguments = {}) {
   const PlatformScope scope;
-  TheDrivers().calls.push_back(name + arguments);
+  TheDrivers().calls.push_back(std::wstring(name).append(arguments));
 }
 
-ComResult Step(Function function, const std::wstring& name, const std::wstring& arguments = {}) {
+ComResult Step(Function function, const wchar_t* name, std::wstring_view arguments = {}) {
   const PlatformScope scope;
   Record(name, arguments);
   if (const auto fault = TheCalls().Enter(function)) return static_cast<ComResult>(*fault);
@@ -58,6 +60,7 @@ ComResult DriverQuery::CreateLocator() noexcept {
 }
 
 ComResult DriverQuery::ConnectServer(const wchar_t* name_space) noexcept {
+  const PlatformScope scope;
   return Step(Function::kConnectServer, L"ConnectServer", std::wstring(L" ") + name_space);
 }
 
@@ -66,6 +69,7 @@ ComResult DriverQuery::SetProxyBlanket() noexcept {
 }
 
 ComResult DriverQuery::ExecQuery(const wchar_t* language, const wchar_t* query) noexcept {
+  const PlatformScope scope;
   return Step(Function::kExecQuery, L"ExecQuery", std::wstring(L" ") + language + L" " + query);
 }
 

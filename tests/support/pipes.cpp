@@ -113,7 +113,8 @@ std::size_t Pipes::Waiting(std::wstring_view name) const {
   const Lock lock(mutex_);
   std::size_t count = 0;
   for (const auto& [number, connection] : handles_) {
-    if (connection != nullptr && connection->pipe == name) count += connection->waiting.size();
+    if (connection == nullptr || connection->pipe != name || !connection->answered) continue;
+    count += connection->waiting.size();
   }
   return count;
 }

@@ -56,7 +56,7 @@ class Pipes {
   void BreakConnections(std::wstring_view name);
   /// What clients wrote since the last time.
   [[nodiscard]] std::vector<Bytes> TakeWritten(std::wstring_view name);
-  /// How many messages wait in the pipe's connections.
+  /// How many messages wait in the pipe's connections, but for those that were left behind.
   [[nodiscard]] std::size_t Waiting(std::wstring_view name) const;
 
   /// The count that the next peek for it shows, whatever waits.
