@@ -86,19 +86,21 @@ class Server {
         Send(input_.Bytes(input_.Word() % 1200));
         return false;
       case 6:
+        if (!Begin(Kind::kFaults)) return false;
         ThePipes().CloseConnections(kNotifyPipe);
         return true;
       case 7:
+        if (!Begin(Kind::kFaults)) return false;
         faulty_ = true;
         ThePipes().BreakConnections(kNotifyPipe);
         return false;
       case 8:
+        if (ThePipes().Waiting(kNotifyPipe) == 0 || !Begin(Kind::kCounts)) return false;
         faulty_ = true;
-        // A count without bytes behind it cannot be: only the listener reads.
-        if (ThePipes().Waiting(kNotifyPipe) != 0) ThePipes().ShowAvailable(input_.Long());
+        ThePipes().ShowAvailable(input_.Long());
         return false;
       case 9:
-        Fail();
+        if (Begin(Kind::kFaults)) FailSomething();
         return false;
       case 10:
         ThePipes().Remove(kNotifyPipe);
@@ -122,7 +124,15 @@ class Server {
     if (ReadEvent(message.bytes(), event_)) expected_.push_back(Describe(event_));
   }
 
-  void Fail() {
+  /// Faults, or counts of bytes that are not so, but not both: a count without any bytes behind it
+  /// cannot be, since nobody but the listener reads.
+  enum class Kind : std::uint8_t { kNone, kFaults, kCounts };
+  bool Begin(Kind kind) {
+    if (kind_ == Kind::kNone) kind_ = kind;
+    return kind_ == kind;
+  }
+
+  void FailSomething() {
     faulty_ = true;
     static constexpr std::array kFunctions = {Function::kPeekPipe, Function::kPeekAvailable,
                                               Function::kReadPipe, Function::kOpenPipe,
@@ -136,7 +146,8 @@ class Server {
   Input input_;
   RpcClient& client_;
   int left_ = 2;
-  bool faulty_ = false;
+  bool faulty_ = false;  ///< so that what is delivered is not predicted
+  Kind kind_ = Kind::kNone;
   ZorEvent event_{};
   std::deque<std::string> expected_;
 };
@@ -148,7 +159,7 @@ void Run(Input input) {
   ThePipes().Reset();
   scripted::TheThreads().Reset();
   scripted::TheThreads().SetBegin(scripted::Threads::Begin::kNever);
-  scripted::TheThreads().RunFreely();
+  scripted::TheThreads().RunAlone();
   Delivered().clear();
   {
     // Its own thread never begins; the routine runs here.

@@ -2,6 +2,7 @@
 #include <cstring>
 #include <new>
 #include <string_view>
+#include <utility>
 
 #include "fuzz/machine.h"
 #include "messages/reply.h"
@@ -28,9 +29,10 @@ const RemoteExport kGetAlgorithm{.name = "algorithm",
                                  .tag = "",
                                  .call =
                                      [](Outputs& outputs) {
-                                       outputs.param.name = "supproted_algo_name";
+                                       const char* name =
+                                           std::exchange(outputs.param.name, "supproted_algo_name");
                                        const ZorResult result = ZorIntfGet(5, &outputs.param);
-                                       outputs.param.name = "gain";
+                                       outputs.param.name = name;
                                        return result;
                                      },
                                  .reply = nullptr,
@@ -132,7 +134,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     auto made = std::make_unique<zor::fuzz::Machine>();
     zor::scripted::ThePipes().PoisonUnread(true);
     zor::scripted::ThePipes().Listen(zor::kRequestPipe, [](const zor::scripted::Bytes&) {
-      return std::vector{zor::fuzz::Answer()};
+      return std::vector<zor::scripted::Bytes>{zor::fuzz::Answer()};
     });
     return made;
   }();

@@ -77,7 +77,7 @@ TEST_F(Endurance, OfNotificationsLeavesNothingAndLosesNone) {
   constexpr std::size_t kBurst = 50;
   ThePipes().Listen(kNotifyPipe);
   TheCalls().StopRecording();
-  TheThreads().RunFreely();
+  TheThreads().RunAlone();
 
   RpcClient client([](RpcClient&) {});
   client.event_callback = [](ZorEvent* event) {

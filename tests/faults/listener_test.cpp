@@ -173,7 +173,7 @@ std::vector<Step> RunListener(const Plan& plan) {
   const Model model(plan);
   scripted::ResetPlatform();
   TheThreads().SetBegin(scripted::Threads::Begin::kNever);
-  TheThreads().RunFreely();
+  TheThreads().RunAlone();
   ThePipes().Listen(kNotifyPipe);
   Delivered().clear();
   std::vector<Step> steps;

@@ -194,9 +194,9 @@ TEST_F(MemoryOfTheListener, ThatIsMissingDropsALineAndNoNotification) {
   const auto tried = ForEachAllocation([&](std::size_t nth) {
     scripted::ResetPlatform();
     TheThreads().SetBegin(scripted::Threads::Begin::kNever);
-    TheThreads().RunFreely();
-    ThePipes().Listen(kNotifyPipe);
+    TheThreads().RunAlone();
     const std::size_t blocks = LiveBlocks();
+    ThePipes().Listen(kNotifyPipe);
     delivered = 0;
     Outcome outcome;
     {
