@@ -23,21 +23,16 @@ else()
   endif()
   # Do not add -D_UCRT here: it changes mbstate_t under a libstdc++ that was built without it, and
   # every stream is then silently of the wrong size. Only the formatter's own file may define it.
-  set(CMAKE_C_FLAGS_INIT "-specs=${zor_specs}")
-  set(CMAKE_CXX_FLAGS_INIT "-specs=${zor_specs}")
+  set(CMAKE_C_FLAGS_INIT "-specs=\"${zor_specs}\"")
+  set(CMAKE_CXX_FLAGS_INIT "-specs=\"${zor_specs}\"")
   # winpthreads asks for msvcrt's _setjmp; the UCRT has it under another name.
-  set(zor_link_compat "-Wl,--defsym=_setjmp=__intrinsic_setjmpex")
+  set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,--defsym=_setjmp=__intrinsic_setjmpex")
+  set(CMAKE_SHARED_LINKER_FLAGS_INIT "${CMAKE_EXE_LINKER_FLAGS_INIT}")
 endif()
 set(CMAKE_RC_COMPILER ${zor_triple}-windres)
 
-# No time stamp: two builds of one commit are equal byte for byte. A section starts on a page of
-# the file, as it does in memory, which makes loading cheaper.
-set(zor_link_flags "-static -Wl,--no-insert-timestamp -Wl,--high-entropy-va -Wl,--dynamicbase \
--Wl,--nxcompat -Wl,--file-alignment=4096 -Wl,--gc-sections ${zor_link_compat}")
-set(CMAKE_EXE_LINKER_FLAGS_INIT "${zor_link_flags}")
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "${zor_link_flags}")
-
-set(CMAKE_FIND_ROOT_PATH /usr/${zor_triple})
+# A package is also looked for where the command line says.
+set(CMAKE_FIND_ROOT_PATH /usr/${zor_triple} ${CMAKE_PREFIX_PATH})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)

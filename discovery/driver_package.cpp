@@ -25,27 +25,27 @@ constexpr auto kSecurityIsSet = static_cast<platform::ComResult>(0x80010119);  /
 
 bool Succeeded(platform::ComResult result) noexcept { return result >= 0; }
 
-/// True when the step succeeded; logs it otherwise.
-bool Check(platform::ComResult result, const wchar_t* format) noexcept {
-  if (!Succeeded(result)) Log(format, static_cast<unsigned>(result));
-  return Succeeded(result);
-}
-
-/// The messages are spelt so; do not correct them.
-bool StartQuery(platform::DriverQuery& query) noexcept {
+/// Makes the steps up to the first that fails, which it says in `answer`.
+bool StartQuery(platform::DriverQuery& query, DriverAnswer& answer) noexcept {
+  const auto succeeds = [&answer](QueryStep step, platform::ComResult result) {
+    if (Succeeded(result)) return true;
+    answer.failed = step;
+    answer.result = result;
+    return false;
+  };
   const platform::ComResult security = query.InitializeSecurity();
-  return (security == kSecurityIsSet ||
-          Check(security, L"Faild to initialize security, 0x%08X\n")) &&
-         Check(query.CreateLocator(), L"Faild to create locator, 0x%08X\n") &&
-         Check(query.ConnectServer(L"ROOT\\CIMV2"), L"Faild to connect server, 0x%08X\n") &&
-         Check(query.SetProxyBlanket(), L"Faild to set proxy blanket, 0x%08X\n") &&
-         Check(query.ExecQuery(L"WQL", L"SELECT * FROM Win32_PnpSignedDriver"),
-               L"Faild to query WMI command, 0x%08X\n");
+  return (security == kSecurityIsSet || succeeds(QueryStep::kSecurity, security)) &&
+         succeeds(QueryStep::kLocator, query.CreateLocator()) &&
+         succeeds(QueryStep::kConnect, query.ConnectServer(L"ROOT\\CIMV2")) &&
+         succeeds(QueryStep::kProxyBlanket, query.SetProxyBlanket()) &&
+         succeeds(QueryStep::kQuery,
+                  query.ExecQuery(L"WQL", L"SELECT * FROM Win32_PnpSignedDriver"));
 }
 
 /// Stops at the driver's row, with the hardware id still in the query's value.
-bool FindDriverRow(platform::DriverQuery& query) noexcept {
+bool FindDriverRow(platform::DriverQuery& query, std::uint32_t& rows) noexcept {
   while (query.NextRow()) {
+    ++rows;
     query.ClearValue();
     if (Succeeded(query.ReadProperty(L"HardwareID")) && query.text() != nullptr &&
         EqualIgnoringCase(query.text(), kHardwareId)) {
@@ -55,38 +55,82 @@ bool FindDriverRow(platform::DriverQuery& query) noexcept {
   return false;
 }
 
-std::optional<VersionQuad> ReadPackageVersion(const DriverStore& store,
-                                              const std::wstring& folder) {
-  std::ifstream inf{std::filesystem::path(folder + L"\\zorapo.inf")};
-  return FindVersion(ToWide(FindVersionLine(inf)), store.version_pattern);
+/// The messages are spelt so; do not correct them.
+void LogFailure(const DriverAnswer& answer) noexcept {
+  const auto result = static_cast<unsigned>(answer.result);
+  switch (answer.failed) {
+    case QueryStep::kSecurity:
+      return Log(L"Faild to initialize security, 0x%08X\n", result);
+    case QueryStep::kLocator:
+      return Log(L"Faild to create locator, 0x%08X\n", result);
+    case QueryStep::kConnect:
+      return Log(L"Faild to connect server, 0x%08X\n", result);
+    case QueryStep::kProxyBlanket:
+      return Log(L"Faild to set proxy blanket, 0x%08X\n", result);
+    case QueryStep::kQuery:
+      return Log(L"Faild to query WMI command, 0x%08X\n", result);
+    case QueryStep::kFindDriver:
+      return Log(L"Failed to get Zorvane APO driver version\n");
+    case QueryStep::kReadVersion:
+      return Log(L"Zorvane APO driver is found but driver version is empty\n");
+    case QueryStep::kDone:
+      return;
+  }
 }
 
 }  // namespace
 
-bool QueryDriverVersion(VersionQuad& version) {
+DriverAnswer AskForDriver() {
   platform::DriverQuery query;
-  if (!StartQuery(query)) return false;
-  if (!FindDriverRow(query)) {
-    Log(L"Failed to get Zorvane APO driver version\n");
-    return false;
+  DriverAnswer answer;
+  if (!StartQuery(query, answer)) return answer;
+  if (!FindDriverRow(query, answer.rows)) {
+    answer.failed = QueryStep::kFindDriver;
+    return answer;
   }
   // The read's result is not looked at, only what it leaves: the hardware id, if it failed.
   query.ReadProperty(L"DriverVersion");
   if (query.text() == nullptr) {
-    Log(L"Zorvane APO driver is found but driver version is empty\n");
+    answer.failed = QueryStep::kReadVersion;
+  } else {
+    answer.version = query.text();
+  }
+  return answer;
+}
+
+bool QueryDriverVersion(VersionQuad& version) {
+  const DriverAnswer answer = AskForDriver();
+  if (answer.failed != QueryStep::kDone) {
+    LogFailure(answer);
     return false;
   }
-  version = ParseVersion(query.text());
+  version = ParseVersion(answer.version);
   return true;
 }
 
-bool ScanDriverStore(const DriverStore& store, std::vector<std::wstring>& entries) {
+std::wstring DriverStoreDirectory(const DriverStore& store) {
   std::vector<wchar_t> root(kEnvironmentLimit);
-  if (platform::GetEnvironment(L"systemroot", root) == 0) {
+  if (platform::GetEnvironment(L"systemroot", root) == 0) return {};
+  return root.data() + (L"\\" + store.directory);
+}
+
+PackageInf ReadPackageInf(const DriverStore& store, const std::wstring& folder) {
+  PackageInf inf;
+  inf.path = folder + L"\\zorapo.inf";
+  std::ifstream stream{std::filesystem::path(inf.path)};
+  inf.opened = stream.is_open();
+  inf.version_line = ToWide(FindVersionLine(stream));
+  inf.version = FindVersion(inf.version_line, store.version_pattern);
+  return inf;
+}
+
+bool ScanDriverStore(const DriverStore& store, std::vector<std::wstring>& entries) {
+  const std::wstring directory = DriverStoreDirectory(store);
+  if (directory.empty()) {
     Log(L"Failed to get systemroot variable\n");
     return false;
   }
-  for (std::wstring& entry : ListDirectory(root.data() + (L"\\" + store.directory))) {
+  for (std::wstring& entry : ListDirectory(directory)) {
     if (ContainsIgnoringCase(entry, store.folder_mark)) entries.push_back(std::move(entry));
   }
   if (entries.empty()) Log(L"No Zorvane APO driver is found\n");
@@ -102,7 +146,7 @@ bool FindDriverPackage(const DriverStore& store, const VersionQuad& driver_versi
   VersionQuad best_version = {};
   std::wstring best_folder;
   for (const std::wstring& folder : folders) {
-    const auto version = ReadPackageVersion(store, folder);
+    const auto version = ReadPackageInf(store, folder).version;
     if (!version) continue;
     // Better is what is not smaller in any part: 2.0.0.0 is not better than 1.5.0.0, and of equals
     // the last is the best.

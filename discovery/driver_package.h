@@ -1,11 +1,14 @@
 /// The driver package in the system's driver store that belongs to the installed driver.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <regex>
 #include <string>
 #include <vector>
 
 #include "discovery/driver_version.h"
+#include "platform/driver_query.h"
 
 namespace zor {
 
@@ -28,6 +31,9 @@ struct DriverStore {
 /// Throws as ParseVersion does.
 [[nodiscard]] bool QueryDriverVersion(VersionQuad& version);
 
+/// The driver store's directory; empty when the system root is not known.
+[[nodiscard]] std::wstring DriverStoreDirectory(const DriverStore& store);
+
 /// Appends the driver store's entries of the product's package. False when there are none. Throws
 /// std::filesystem::filesystem_error.
 [[nodiscard]] bool ScanDriverStore(const DriverStore& store, std::vector<std::wstring>& entries);
@@ -38,7 +44,41 @@ struct DriverStore {
 [[nodiscard]] bool FindDriverPackage(const DriverStore& store, const VersionQuad& driver_version,
                                      std::wstring& path);
 
-/// All of the above; a package of another version than the driver's is found, too.
+/// Finding the package; a package of another version than the driver's is found, too.
 [[nodiscard]] DriverPackageInfo LocateDriverPackage(const DriverStore& store);
+
+// The steps of that search, for whoever wants to say what each of them found.
+
+/// Where a query for the driver's version can end.
+enum class QueryStep : std::uint8_t {
+  kSecurity,
+  kLocator,
+  kConnect,
+  kProxyBlanket,
+  kQuery,
+  kFindDriver,
+  kReadVersion,
+  kDone
+};
+
+struct DriverAnswer {
+  QueryStep failed = QueryStep::kDone;  ///< kDone: there is a version
+  platform::ComResult result = 0;       ///< of the step that failed, up to kQuery
+  std::uint32_t rows = 0;               ///< drivers that were looked at
+  std::wstring version;                 ///< of kDone, as it is written
+};
+
+/// Logs nothing.
+[[nodiscard]] DriverAnswer AskForDriver();
+
+struct PackageInf {
+  std::wstring path;
+  bool opened = false;
+  std::wstring version_line;           ///< empty when there is none
+  std::optional<VersionQuad> version;  ///< none when the line states none
+};
+
+/// Throws as FindVersion does.
+[[nodiscard]] PackageInf ReadPackageInf(const DriverStore& store, const std::wstring& folder);
 
 }  // namespace zor

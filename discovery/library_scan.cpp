@@ -1,6 +1,7 @@
 #include "discovery/library_scan.h"
 
 #include <array>
+#include <utility>
 
 #include "discovery/directory.h"
 #include "interface/debug_log.h"
@@ -17,8 +18,12 @@ class ModuleHolder {
   ModuleHolder& operator=(const ModuleHolder&) = delete;
   ~ModuleHolder() { platform::ReleaseModule(module_); }
 
-  void Load(const std::wstring& path) noexcept { module_ = platform::LoadModule(path.c_str()); }
-  [[nodiscard]] platform::Module* get() const noexcept { return module_; }
+  /// Null when the library cannot be loaded, which `error` then gives the reason of.
+  platform::Module* Load(const std::wstring& path, std::uint32_t& error) noexcept {
+    const auto loaded = platform::LoadModule(path.c_str());
+    error = loaded.error;
+    return module_ = loaded.module;
+  }
 
  private:
   platform::Module* module_ = nullptr;
@@ -30,6 +35,8 @@ using InformationRecord = std::array<std::uint32_t, 64>;
 
 using InformationEntry = std::int32_t (*)(void*);
 
+}  // namespace
+
 std::vector<std::wstring> ListLibraries(const std::wregex& library_filter,
                                         const std::wstring& directory) {
   std::vector<std::wstring> files;
@@ -40,23 +47,32 @@ std::vector<std::wstring> ListLibraries(const std::wregex& library_filter,
   return files;
 }
 
-}  // namespace
-
-std::optional<std::uint32_t> QueryLibrary(const std::wstring& directory, const std::wstring& file) {
+LibraryQuery QueryLibrary(const std::wstring& directory, const std::wstring& file) {
   if (!platform::SetLibraryDirectory(directory.c_str())) {
     Log(L"Failed to set dll dir\n");
-    return std::nullopt;
+    return {.failed = LibraryStep::kSetDirectory};
   }
   const std::wstring path = directory + L'\\' + file;
-  ModuleHolder module;
-  module.Load(path);
-  if (module.get() == nullptr) return std::nullopt;
-  const auto entry = platform::FindEntryPoint(module.get(), "zor_get_dll_information");
-  if (entry == nullptr) return std::nullopt;
+  ModuleHolder holder;
+  std::uint32_t error = 0;
+  platform::Module* const module = holder.Load(path, error);
+  if (module == nullptr) return {.failed = LibraryStep::kLoad, .error = error};
+  const auto entry = platform::FindEntryPoint(module, "zor_get_dll_information");
+  if (entry == nullptr) return {.failed = LibraryStep::kFindEntry};
 
   InformationRecord record = {};
-  if (reinterpret_cast<InformationEntry>(entry)(&record) != 0) return std::nullopt;
-  return record[1];
+  const std::int32_t answer = reinterpret_cast<InformationEntry>(entry)(&record);
+  if (answer != 0) return {.failed = LibraryStep::kAsk, .answer = answer};
+  return {.algorithm_id = record[1]};
+}
+
+std::vector<std::wstring> NamesOfLibrary(const AlgorithmCatalogue& catalogue,
+                                         const std::wstring& file) {
+  std::vector<std::wstring> names;
+  for (const auto& [name, pattern] : catalogue) {
+    if (std::regex_match(file, pattern)) names.push_back(name);
+  }
+  return names;
 }
 
 std::vector<std::wstring> ListLocalAlgorithms(const AlgorithmCatalogue& catalogue,
@@ -65,10 +81,8 @@ std::vector<std::wstring> ListLocalAlgorithms(const AlgorithmCatalogue& catalogu
   std::vector<std::wstring> names;
   if (!package.found) return names;
   for (const std::wstring& file : ListLibraries(library_filter, package.path)) {
-    if (!QueryLibrary(package.path, file)) continue;
-    for (const auto& [name, pattern] : catalogue) {
-      if (std::regex_match(file, pattern)) names.push_back(name);
-    }
+    if (QueryLibrary(package.path, file).failed != LibraryStep::kDone) continue;
+    for (std::wstring& name : NamesOfLibrary(catalogue, file)) names.push_back(std::move(name));
   }
   return names;
 }

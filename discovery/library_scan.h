@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <regex>
 #include <string>
 #include <vector>
@@ -19,9 +18,27 @@ namespace zor {
                                                             const std::wregex& library_filter,
                                                             const DriverPackageInfo& package);
 
-/// Loads one library, asks it for its algorithm id and unloads it; nothing when it does not answer.
-/// Changes the process's search for libraries: `directory` stays in it.
-[[nodiscard]] std::optional<std::uint32_t> QueryLibrary(const std::wstring& directory,
-                                                        const std::wstring& file);
+// The steps of that search, for whoever wants to say what each of them found.
+
+/// The package's entries whose names are those of algorithm libraries.
+[[nodiscard]] std::vector<std::wstring> ListLibraries(const std::wregex& library_filter,
+                                                      const std::wstring& directory);
+
+enum class LibraryStep : std::uint8_t { kSetDirectory, kLoad, kFindEntry, kAsk, kDone };
+
+struct LibraryQuery {
+  LibraryStep failed = LibraryStep::kDone;  ///< kDone: the library answered
+  std::uint32_t error = 0;                  ///< of kLoad: the system's
+  std::int32_t answer = 0;                  ///< of kAsk: what the library returned
+  std::uint32_t algorithm_id = 0;           ///< of kDone
+};
+
+/// Loads one library, asks it for its algorithm id and unloads it. Changes the process's search for
+/// libraries: `directory` stays in it.
+[[nodiscard]] LibraryQuery QueryLibrary(const std::wstring& directory, const std::wstring& file);
+
+/// The names of the catalogue whose patterns the library's file name matches.
+[[nodiscard]] std::vector<std::wstring> NamesOfLibrary(const AlgorithmCatalogue& catalogue,
+                                                       const std::wstring& file);
 
 }  // namespace zor

@@ -67,11 +67,13 @@
 #include <stdbool.h>
 #include <stdint.h>
 
+/** @cond */
 #if defined(_WIN32) && !defined(ZOR_INTERFACE_BUILD)
 #define ZOR_API __declspec(dllimport)
 #else
 #define ZOR_API
 #endif
+/** @endcond */
 
 #ifdef __cplusplus
 extern "C" {
@@ -86,6 +88,7 @@ extern "C" {
  */
 typedef uint32_t ZorResult;
 
+/** @brief The results that have a name. */
 enum {
   /** The server answered with result 0, or without a result. */
   ZOR_SUCCESS = 0,
@@ -102,10 +105,10 @@ enum {
 
 /** @brief Four information words; their meaning is the server's. */
 typedef struct ZorServerInfo {
-  uint32_t info0;
-  uint32_t info1;
-  uint32_t info2;
-  uint32_t info3;
+  uint32_t info0; /**< The first word. */
+  uint32_t info1; /**< The second word. */
+  uint32_t info2; /**< The third word. */
+  uint32_t info3; /**< The fourth word. */
 } ZorServerInfo;
 
 /**
@@ -115,8 +118,8 @@ typedef struct ZorServerInfo {
  * request; an empty string is sent as an empty string.
  */
 typedef struct ZorTextParam {
-  const char* name;
-  const char* value;
+  const char* name;  /**< Null: left out. */
+  const char* value; /**< Null: left out. */
 } ZorTextParam;
 
 /** @brief One float parameter, read and written by ZorIntfSet() and ZorIntfGet(). */
@@ -129,9 +132,11 @@ typedef struct ZorFloatParam {
 
 /** @brief A named block of bytes that only the server's algorithms understand. */
 typedef struct ZorBlob {
+  /** Which block. */
   char* name;
   /** Number of bytes at `data`. */
   uint32_t size;
+  /** The bytes. Who frees them is said with each call. */
   uint8_t* data;
 } ZorBlob;
 
@@ -151,24 +156,24 @@ typedef struct ZorNameList {
 
 /** @brief Payload of the events of type 0 and 2. */
 typedef struct ZorFlagPayload {
-  bool flag;
+  bool flag; /**< What the event says. */
 } ZorFlagPayload;
 
 /** @brief Payload of the events of type 1 and 3. */
 typedef struct ZorValuePayload {
-  uint32_t value;
+  uint32_t value; /**< What the event says. */
 } ZorValuePayload;
 
 /** @brief Payload of the events of type 4. */
 typedef struct ZorFlagTextPayload {
-  bool flag;
-  const char* text;
+  bool flag;        /**< What the event says. */
+  const char* text; /**< NUL-terminated, valid until the callback returns. */
 } ZorFlagTextPayload;
 
 /** @brief Payload of the events of type 5. */
 typedef struct ZorValueTextPayload {
-  uint32_t value;
-  const char* text;
+  uint32_t value;   /**< What the event says. */
+  const char* text; /**< NUL-terminated, valid until the callback returns. */
 } ZorValueTextPayload;
 
 /**
@@ -182,16 +187,15 @@ typedef struct ZorValueTextPayload {
 typedef struct ZorEvent {
   /** 0 to 255. */
   uint32_t type;
+  /** @brief One payload for each type. */
   union ZorEventData {
-    ZorFlagPayload event0;
-    ZorValuePayload event1;
-    ZorFlagPayload event2;
-    ZorValuePayload event3;
-    /** `text` is NUL-terminated and valid until the callback returns. */
-    ZorFlagTextPayload event4;
-    /** `text` is NUL-terminated and valid until the callback returns. */
-    ZorValueTextPayload event5;
-  } data;
+    ZorFlagPayload event0;      /**< Of type 0. */
+    ZorValuePayload event1;     /**< Of type 1. */
+    ZorFlagPayload event2;      /**< Of type 2. */
+    ZorValuePayload event3;     /**< Of type 3. */
+    ZorFlagTextPayload event4;  /**< Of type 4. */
+    ZorValueTextPayload event5; /**< Of type 5. */
+  } data;                       /**< The payload. */
 } ZorEvent;
 
 /**

@@ -1,6 +1,8 @@
 /// Loading libraries at run time. Each function is one system call.
 #pragma once
 
+#include <cstdint>
+
 namespace zor::platform {
 
 /// A loaded library. Whoever loads it must free it.
@@ -9,8 +11,13 @@ struct Module;
 /// Sets the one directory that the process's search for libraries has besides the usual ones.
 [[nodiscard]] bool SetLibraryDirectory(const wchar_t* directory) noexcept;
 
-/// Null when the library cannot be loaded. Runs the library's own initialisation.
-[[nodiscard]] Module* LoadModule(const wchar_t* path) noexcept;
+struct LoadModuleResult {
+  Module* module = nullptr;
+  std::uint32_t error = 0;  ///< meaningful when `module` is null
+};
+
+/// Runs the library's own initialisation.
+[[nodiscard]] LoadModuleResult LoadModule(const wchar_t* path) noexcept;
 
 /// A function of unknown type: cast it to its own before the call.
 using EntryPoint = void (*)();

@@ -4,9 +4,13 @@
 build_packages=(
   cmake ninja-build g++ python3
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix wine64
-  flatbuffers-compiler libflatbuffers-dev nlohmann-json3-dev libcli11-dev googletest
+  flatbuffers-compiler libflatbuffers-dev nlohmann-json3-dev libcli11-dev libfmt-dev googletest
 )
+# To make the package, and for the tests that use it as others would.
+package_packages=(llvm)
+test_packages=("${package_packages[@]}" clang lld pkgconf)
 lint_packages=(clang-format clang-tidy shellcheck)
+docs_packages=(doxygen doxygen-awesome-css graphviz mscgen fonts-dejavu-core python3)
 
 say() { printf '\033[1m==> %s\033[0m\n' "$*"; }
 
@@ -16,7 +20,10 @@ fail() {
 }
 
 need_build() { install_missing "${build_packages[@]}"; }
+need_package() { install_missing "${package_packages[@]}"; }
+need_test() { install_missing "${test_packages[@]}"; }
 need_lint() { install_missing "${lint_packages[@]}"; }
+need_docs() { install_missing "${docs_packages[@]}"; }
 
 install_missing() {
   local package missing=() sudo=()
@@ -49,7 +56,7 @@ build() {
 
 sources() { git ls-files --cached --others --exclude-standard -- "$@"; }
 
-format() { sources '*.c' '*.cpp' '*.h' | xargs clang-format -i; }
+format() { sources '*.c' '*.cpp' '*.h' '*.hpp' | xargs clang-format -i; }
 
 # Wine: always a prefix of the tree's own, which may be ended without asking; quiet and without
 # windows. The last override keeps a crash from being swallowed by Wine's debugger.

@@ -5,7 +5,7 @@ cd "$(dirname "$0")/.."
 . scripts/common.sh
 
 bin=build/windows/bin
-build windows ZorInterface zorsim zorlog session
+build windows ZorInterface zorsim zorctl session
 start_wine
 
 say "Starting the simulated server"
@@ -21,7 +21,7 @@ esac
 
 say "Running the example session; [zor] marks the library's own debug log"
 status=0
-wine $bin/zorlog.exe -- $bin/session.exe </dev/null || status=$?
+wine $bin/zorctl.exe log -- $bin/session.exe </dev/null || status=$?
 
 say "Stopping the simulated server"
 wine $bin/zorsim.exe --stop </dev/null || fail "zorsim did not stop"

@@ -33,7 +33,7 @@ struct ApplyFault {
   }
   void operator()(const ClosePipes& close) const {
     reaction.reply.reset();
-    reaction.effects.push_back(close);
+    reaction.effects.emplace_back(close);
   }
   void operator()(const ReplyResult& result) const {
     reaction.reply = BuildReply({.result = result.result});

@@ -37,14 +37,14 @@ class EventScript {
 
  private:
   struct Timed {
-    std::chrono::milliseconds due;
-    std::chrono::milliseconds interval;  ///< 0: once
-    std::uint32_t left;                  ///< of an interval; 0: without end
-    const EventAction* action;
+    std::chrono::milliseconds due = {};
+    std::chrono::milliseconds interval = {};  ///< 0: once
+    std::uint32_t left = 0;                   ///< of an interval; 0: without end
+    const EventAction* action = nullptr;
   };
   struct Called {
     CallCounter counter;
-    const EventAction* action;
+    const EventAction* action = nullptr;
   };
 
   std::vector<Timed> timed_;

@@ -28,7 +28,7 @@ class FaultScript {
 
  private:
   struct Entry {
-    const Fault* fault;
+    const Fault* fault = nullptr;
     CallCounter counter;
   };
 

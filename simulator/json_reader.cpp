@@ -97,10 +97,9 @@ bool JsonNode::ReadHex(std::vector<std::uint8_t>& out) const {
   return true;
 }
 
-bool JsonNode::ReadTrue() const {
-  if (value_->kind == JsonKind::kBool && value_->boolean) return true;
+void JsonNode::ReadTrue() const {
+  if (value_->kind == JsonKind::kBool && value_->boolean) return;
   Complain("can only be true; leave the key out otherwise");
-  return false;
 }
 
 std::vector<JsonNode> JsonNode::Elements() const {

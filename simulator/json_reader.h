@@ -38,14 +38,14 @@ class JsonNode {
   bool Read(std::string& out) const;
   bool Read(std::uint32_t& out, std::uint32_t min, std::uint32_t max) const;
   bool ReadHex(std::vector<std::uint8_t>& out) const;
-  /// Accepts the word true only: for a key whose presence is what counts.
-  bool ReadTrue() const;
+  /// Complains about anything but the word true: for a key whose presence is what counts.
+  void ReadTrue() const;
 
   /// The elements of an array; none, and a complaint, when it is something else.
   [[nodiscard]] std::vector<JsonNode> Elements() const;
 
  private:
-  bool Expect(JsonKind kind) const;
+  [[nodiscard]] bool Expect(JsonKind kind) const;
 
   const JsonValue* value_;
   std::string path_;

@@ -36,6 +36,7 @@ class CountingIterator {
     ++at_;
     return *this;
   }
+  // NOLINTNEXTLINE(cert-dcl21-cpp): an iterator's own signature
   CountingIterator operator++(int) {
     const CountingIterator before = *this;
     ++*this;
@@ -102,7 +103,7 @@ class TreeBuilder : public nlohmann::json_sax<nlohmann::json> {
 
  private:
   // "[json.exception...] parse error at line 1, column 2: what is wrong"
-  static std::string Message(std::string text) {
+  static std::string Message(const std::string& text) {
     const auto column = text.find(", column ");
     const auto colon = text.find(": ", column == std::string::npos ? 0 : column);
     return colon == std::string::npos ? text : text.substr(colon + 2);

@@ -22,7 +22,7 @@ struct JsonValue {
   bool boolean = false;
   std::int64_t integer = 0;
   double number = 0;  ///< also of an integer
-  std::string text = {};
+  std::string text;
   std::vector<JsonMember> members;  ///< of an object; of an array, with empty keys
 };
 

@@ -1,6 +1,8 @@
 // zorsim: the simulated audio server.
 #include <CLI/CLI.hpp>
 #include <atomic>
+#include <cstdio>
+#include <exception>
 #include <fstream>
 #include <iostream>
 #include <mutex>
@@ -158,9 +160,7 @@ int Run(const Options& options) {
   return 0;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Main(int argc, char** argv) {
   CLI::App app{"A simulated audio server on the two named pipes of ZorInterface.dll.", "zorsim"};
   app.footer(kExamples);
   app.set_version_flag("--version", "zorsim " ZOR_VERSION);
@@ -180,9 +180,16 @@ int main(int argc, char** argv) {
   check->excludes(print)->excludes(stop);
   print->excludes(stop);
   CLI11_PARSE(app, argc, argv);
+  return Run(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
   try {
-    return Run(options);
+    return Main(argc, argv);
   } catch (const std::exception& error) {
-    return Fail(error.what());
+    static_cast<void>(std::fprintf(stderr, "zorsim: %s\n", error.what()));
+    return kFailure;
   }
 }

@@ -130,8 +130,10 @@ constexpr std::array kFunctions = {
 
 Result Dispatch(const Request& request, Call& call) {
   if (call.request.status() != kRequestStatus) return Result::kMalformedRequest;
-  const auto found = std::ranges::find(kFunctions, request.function, &Entry::name);
-  return found == kFunctions.end() ? Result::kUnknownFunction : found->answer(call);
+  for (const Entry& entry : kFunctions) {
+    if (entry.name == request.function) return entry.answer(call);
+  }
+  return Result::kUnknownFunction;
 }
 
 Reply Refusal(Result result) { return {.result = static_cast<std::uint32_t>(result)}; }

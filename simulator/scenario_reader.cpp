@@ -1,8 +1,8 @@
 #include "simulator/scenario_reader.h"
 
 #include <algorithm>
+#include <array>
 #include <fstream>
-#include <iterator>
 #include <set>
 #include <utility>
 
@@ -48,7 +48,7 @@ void ReadLists(const JsonNode& node, Scenario& scenario) {
   for (const auto& [key, member] : object.All()) {
     const auto selector = ReadSelector(key);
     if (!selector) {
-      member.Complain("not a selector; expected \"0\" to \"255\"");
+      member.Complain(R"(not a selector; expected "0" to "255")");
       continue;
     }
     const auto names = member.Elements();
@@ -67,11 +67,11 @@ void ReadRange(JsonObject& object, Parameter& parameter) {
   const bool has_max = object.Read("max", range.max);
   if (!has_min && !has_max) return;
   if (has_min != has_max) {
-    object.node().Complain("\"min\" and \"max\" go together");
+    object.node().Complain(R"("min" and "max" go together)");
   } else if (range.min > range.max) {
-    object.node().Complain("\"min\" is above \"max\"");
+    object.node().Complain(R"("min" is above "max")");
   } else if (parameter.initial < range.min || parameter.initial > range.max) {
-    object.node().Complain("\"default\" is outside \"min\" to \"max\"");
+    object.node().Complain(R"("default" is outside "min" to "max")");
   }
   parameter.range = range;
 }
@@ -114,7 +114,7 @@ void ReadBlobData(JsonObject& object, Blob& blob) {
     object.node().Complain("one of " + Quoted({"hex", "text", "bytes"}) + " is missing");
   }
   for (const JsonNode& found : object.Find("fill")) {
-    if (source != "bytes") found.Complain("goes with \"bytes\" only");
+    if (source != "bytes") found.Complain(R"(goes with "bytes" only)");
   }
 }
 
@@ -216,19 +216,20 @@ void ReadFaultAction(JsonObject& object, Fault& fault) {
       ReplyRaw raw;
       node.ReadHex(raw.bytes);
       fault.action = raw;
-    } else if (node.ReadTrue()) {
+    } else {
+      node.ReadTrue();
       if (key == "empty_reply") fault.action = ReplyRaw{};
       if (key == "without_outputs") fault.action = ReplyWithoutOutputs{};
       if (key == "no_reply") fault.action = NoReply{};
     }
   }
   for (const JsonNode& seed : object.Find("seed")) {
-    if (key != "garbage_bytes") seed.Complain("goes with \"garbage_bytes\" only");
+    if (key != "garbage_bytes") seed.Complain(R"(goes with "garbage_bytes" only)");
   }
   const bool delays = object.Read("delay_ms", fault.delay_ms, 0U, kMaxMilliseconds);
   if (object.ok() && key.empty() && !delays && object.Find("delay_ms").empty()) {
     object.node().Complain("does nothing; expected one of " + Quoted(kActions) +
-                           " or \"delay_ms\"");
+                           R"( or "delay_ms")");
   }
 }
 
@@ -244,8 +245,7 @@ void ReadFaults(const JsonNode& node, Scenario& scenario) {
     const Drop* drop = std::get_if<Drop>(&fault.action);
     if (drop != nullptr && *drop == Drop::kUnread && !fault.match.function.empty()) {
       element.Complain(
-          "a request that is not read has no function: \"drop\": \"unread\" goes with "
-          "\"call\": \"any\"");
+          R"(a request that is not read has no function: "drop": "unread" goes with "call": "any")");
     }
   }
 }
@@ -342,7 +342,7 @@ void ReadEvents(const JsonNode& node, Scenario& scenario) {
     const bool is_message = std::holds_alternative<ScriptedNotification>(event.action) ||
                             std::holds_alternative<Bytes>(event.action);
     if (std::holds_alternative<OnConnect>(event.trigger) && !is_message) {
-      element.Complain("\"on_connect\" goes with a message only: \"type\" or \"raw\"");
+      element.Complain(R"("on_connect" goes with a message only: "type" or "raw")");
     }
   }
 }
@@ -351,12 +351,12 @@ void ReadEvents(const JsonNode& node, Scenario& scenario) {
 void CheckTogether(JsonObject& root, const Scenario& scenario) {
   for (const JsonNode& blobs : root.Find("blobs")) {
     if (scenario.blobs.size() > scenario.limits.blobs_per_instance) {
-      blobs.Complain("more blocks than \"limits.blobs_per_instance\" allows");
+      blobs.Complain(R"(more blocks than "limits.blobs_per_instance" allows)");
     }
     for (const Blob& blob : scenario.blobs) {
       if (blob.data.size() > scenario.limits.blob_bytes) {
         blobs.Complain("the block " + Quoted(blob.name) +
-                       " is larger than \"limits.blob_bytes\" allows");
+                       R"( is larger than "limits.blob_bytes" allows)");
       }
     }
   }
@@ -378,23 +378,27 @@ void ReadRoot(const JsonNode& node, Scenario& scenario) {
   root.Finish();
 }
 
+std::string At(const std::string& name, int line) {
+  return name + ":" + std::to_string(line) + ":";
+}
+
 }  // namespace
 
 ScenarioResult ReadScenario(std::string_view text, const std::string& name, Scenario base) {
   ScenarioResult result;
   JsonValue tree;
   if (const auto error = ParseJson(text, tree)) {
-    result.errors.push_back(name + ":" + std::to_string(error->line) + ":" +
-                            std::to_string(error->column) + ": " + error->message);
+    result.errors.push_back(At(name, error->line) + std::to_string(error->column) + ": " +
+                            error->message);
     return result;
   }
   JsonComplaints complaints;
   ReadRoot(JsonNode(tree, "", complaints), base);
   std::ranges::stable_sort(complaints, {}, &JsonComplaint::line);
   for (const JsonComplaint& complaint : complaints) {
-    const std::string path = complaint.path.empty() ? "" : complaint.path + ": ";
-    result.errors.push_back(name + ":" + std::to_string(complaint.line) + ": " + path +
-                            complaint.message);
+    std::string& error = result.errors.emplace_back(At(name, complaint.line));
+    if (!complaint.path.empty()) error.append(" ").append(complaint.path).append(":");
+    error.append(" ").append(complaint.message);
   }
   if (result.errors.empty()) result.scenario = std::move(base);
   return result;
@@ -402,8 +406,11 @@ ScenarioResult ReadScenario(std::string_view text, const std::string& name, Scen
 
 ScenarioResult LoadScenario(const std::string& file) {
   std::ifstream stream(file, std::ios::binary);
-  const std::string text((std::istreambuf_iterator<char>(stream)),
-                         std::istreambuf_iterator<char>());
+  std::string text;
+  std::array<char, 4096> part = {};
+  while (stream.read(part.data(), part.size()) || stream.gcount() > 0) {
+    text.append(part.data(), static_cast<std::size_t>(stream.gcount()));
+  }
   if (!stream.is_open() || stream.bad()) return {.errors = {file + ": cannot be read"}};
   return ReadScenario(text, file, DefaultScenario());
 }

@@ -13,8 +13,10 @@ bool SetLibraryDirectory(const wchar_t* directory) noexcept {
   return SetDllDirectoryW(directory) != FALSE;
 }
 
-Module* LoadModule(const wchar_t* path) noexcept {
-  return reinterpret_cast<Module*>(LoadLibraryW(path));
+LoadModuleResult LoadModule(const wchar_t* path) noexcept {
+  const HMODULE module = LoadLibraryW(path);
+  const DWORD error = GetLastError();
+  return {.module = reinterpret_cast<Module*>(module), .error = error};
 }
 
 EntryPoint FindEntryPoint(Module* module, const char* name) noexcept {

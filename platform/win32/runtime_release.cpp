@@ -1,5 +1,6 @@
 // libstdc++ takes 73 KB for exceptions thrown out of memory when a library with it is loaded, and
 // gives them back only when asked: without this every load and unload leaks them.
+#include "platform/thread.h"
 
 // The library's own name for it, declared by no header.
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
@@ -11,10 +12,15 @@ void __freeres();
 namespace {
 
 struct RuntimeRelease {
-  ~RuntimeRelease() { __gnu_cxx::__freeres(); }
+  RuntimeRelease() = default;
+  RuntimeRelease(const RuntimeRelease&) = delete;
+  RuntimeRelease& operator=(const RuntimeRelease&) = delete;
+  ~RuntimeRelease() {
+    if (!zor::platform::ProcessIsEnding()) __gnu_cxx::__freeres();
+  }
 };
 
-// The first object to be built, so the last to be destroyed.
-[[gnu::init_priority(101)]] const RuntimeRelease runtime_release;
+// Built before all but the runtime's threads, so destroyed after all but those.
+[[gnu::init_priority(102)]] const RuntimeRelease runtime_release;
 
 }  // namespace

@@ -1,11 +1,12 @@
 #include "simulator/win32/connections.h"
 
 #include <iterator>
+#include <system_error>
 #include <utility>
 
 namespace zor::sim {
 
-void Connections::Add(std::function<void(HANDLE stop)> serve) {
+bool Connections::Add(std::function<void(HANDLE stop)> serve) {
   const std::lock_guard lock(mutex_);
   for (auto it = connections_.begin(); it != connections_.end();) {
     const auto current = it++;
@@ -14,10 +15,16 @@ void Connections::Add(std::function<void(HANDLE stop)> serve) {
     connections_.erase(current);
   }
   Connection& added = connections_.emplace_back();
-  added.thread = std::thread([&added, serve = std::move(serve)] {
-    serve(added.stop.get());
-    added.finished = true;
-  });
+  try {
+    added.thread = std::thread([&added, serve = std::move(serve)] {
+      serve(added.stop.get());
+      added.finished = true;
+    });
+  } catch (const std::system_error&) {
+    connections_.pop_back();
+    return false;
+  }
+  return true;
 }
 
 void Connections::Drop() {

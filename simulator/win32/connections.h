@@ -22,8 +22,9 @@ class Connections {
   Connections(const Connections&) = delete;
   Connections& operator=(const Connections&) = delete;
 
-  /// Runs `serve`, which returns soon after `stop` is set, on a thread of its own.
-  void Add(std::function<void(HANDLE stop)> serve);
+  /// Runs `serve`, which returns soon after `stop` is set, on a thread of its own. False when there
+  /// is no thread to have.
+  [[nodiscard]] bool Add(std::function<void(HANDLE stop)> serve);
 
   /// Stops all and waits for them. Not from one of their own threads.
   void Drop();

@@ -6,7 +6,7 @@
 namespace zor::sim {
 namespace {
 
-constexpr std::size_t kPart = 64 * 1024;
+constexpr std::size_t kPart = 65536;
 
 }  // namespace
 

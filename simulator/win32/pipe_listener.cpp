@@ -5,7 +5,6 @@
 namespace zor::sim {
 namespace {
 
-constexpr std::size_t kListening = 4;
 constexpr DWORD kBufferBytes = 64 * 1024;
 // After an instance could not be made.
 constexpr DWORD kRetryMilliseconds = 50;
@@ -18,11 +17,12 @@ bool Exists(const std::wstring& name) {
 
 }  // namespace
 
-PipeListener::PipeListener(std::wstring name, PipeListenerCallbacks callbacks)
+PipeListener::PipeListener(std::wstring name, std::size_t instances,
+                           PipeListenerCallbacks callbacks)
     : name_(std::move(name)),
       callbacks_(std::move(callbacks)),
       stop_(MakeEvent()),
-      slots_(kListening) {}
+      slots_(instances) {}
 
 PipeListener::~PipeListener() { Close(); }
 

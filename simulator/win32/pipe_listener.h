@@ -31,7 +31,8 @@ struct PipeListenerCallbacks {
 /// client that finds none does not wait.
 class PipeListener {
  public:
-  PipeListener(std::wstring name, PipeListenerCallbacks callbacks);
+  /// `instances` is how many listen at a time, below 64.
+  PipeListener(std::wstring name, std::size_t instances, PipeListenerCallbacks callbacks);
   ~PipeListener();
   PipeListener(const PipeListener&) = delete;
   PipeListener& operator=(const PipeListener&) = delete;

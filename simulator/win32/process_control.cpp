@@ -104,7 +104,9 @@ void StopSignal::Wait() {
 
 StopOutcome StopRunningServer(std::chrono::milliseconds patience) {
   const Handle stop(OpenEventW(EVENT_MODIFY_STATE, FALSE, kStopName));
-  if (!stop) return StopOutcome::kNoneRunning;
+  if (!stop) {
+    return GetLastError() == ERROR_ACCESS_DENIED ? StopOutcome::kFailed : StopOutcome::kNoneRunning;
+  }
   const SharedWord process_id(Handle(OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE, kProcessName)));
   if (process_id.get() == nullptr) return StopOutcome::kNoneRunning;
   const auto id = static_cast<DWORD>(InterlockedCompareExchange(process_id.get(), 0, 0));

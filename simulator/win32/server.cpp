@@ -27,6 +27,11 @@ using std::chrono::milliseconds;
 constexpr const wchar_t* kRequestPipe = L"\\\\.\\Pipe\\ZorSWNRpipe";
 constexpr const wchar_t* kNotifyPipe = L"\\\\.\\Pipe\\ZorSWNRpipeNotify";
 
+// How many instances listen. A client that finds none fails at once; one of the notification pipe
+// tries again, and each of those that listen costs every notification a little.
+constexpr std::size_t kRequestInstances = 16;
+constexpr std::size_t kNotifyInstances = 4;
+
 // How long reopening the pipes is tried: their names may outlive them for a moment.
 constexpr int kReopenTries = 100;
 constexpr DWORD kReopenPause = 50;
@@ -56,11 +61,11 @@ class Server::Impl {
         engine_(std::move(scenario)),
         hub_(engine_.scenario().limits.queued_notifications),
         requests_listener_(
-            kRequestPipe,
+            kRequestPipe, kRequestInstances,
             {.on_listening = [](const PipeInstance&) {},
              .on_client = [this](const PipeInstance& pipe) { AddRequestClient(pipe); },
              .on_unused = [](const PipeInstance&) {}}),
-        notify_listener_(kNotifyPipe,
+        notify_listener_(kNotifyPipe, kNotifyInstances,
                          {.on_listening = [this](const PipeInstance& pipe) { hub_.Add(pipe); },
                           .on_client = [this](const PipeInstance& pipe) { AddNotifyClient(pipe); },
                           .on_unused = [this](const PipeInstance& pipe) { hub_.Remove(pipe); }}) {}
@@ -93,7 +98,7 @@ class Server::Impl {
     SetEvent(commanded_.get());
   }
 
-  ServerCounts Counts() const {
+  [[nodiscard]] ServerCounts Counts() const {
     return {clients_, requests_, faults_, notifications_, lost_notifications_};
   }
 
@@ -128,7 +133,7 @@ class Server::Impl {
       DWORD wait = INFINITE;
       {
         const std::lock_guard lock(engine_mutex_);
-        const milliseconds now = Elapsed<milliseconds>();
+        const auto now = Elapsed<milliseconds>();
         effects = engine_.TakeDue(now);
         wait = ToWait(engine_.NextDue(), now);
         Perform(effects);
@@ -185,8 +190,9 @@ class Server::Impl {
     lost_notifications_ += hub_.Broadcast(std::move(message), engine_.OnNotifyClient());
   }
 
+  // A client for which there is no thread is dropped.
   void AddRequestClient(const PipeInstance& pipe) {
-    request_connections_.Add([this, pipe, client = ++clients_](HANDLE stop) {
+    const bool added = request_connections_.Add([this, pipe, client = ++clients_](HANDLE stop) {
       Trace(client, PipeKind::kRequest, TraceKind::kConnected);
       const bool abandon = ServeRequests(pipe->get(), stop, client);
       Trace(client, PipeKind::kRequest, TraceKind::kDisconnected);
@@ -194,6 +200,7 @@ class Server::Impl {
       if (!abandon) DisconnectNamedPipe(pipe->get());
       pipe->Close();
     });
+    if (!added) DisconnectNamedPipe(pipe->get());
   }
 
   /// True when the client is still to read what was sent to it.
@@ -257,19 +264,25 @@ class Server::Impl {
       const std::lock_guard lock(engine_mutex_);
       queue = hub_.Greet(pipe, engine_.OnNotifyClient());
     }
-    notify_connections_.Add([this, pipe, queue, client = ++clients_](HANDLE stop) {
-      Trace(client, PipeKind::kNotify, TraceKind::kConnected);
-      ServeNotifications(pipe->get(), *queue, stop, client);
-      Trace(client, PipeKind::kNotify, TraceKind::kDisconnected);
-      hub_.Remove(pipe);
-      DisconnectNamedPipe(pipe->get());
-      pipe->Close();
-    });
+    const bool added =
+        notify_connections_.Add([this, pipe, queue, client = ++clients_](HANDLE stop) {
+          Trace(client, PipeKind::kNotify, TraceKind::kConnected);
+          ServeNotifications(pipe->get(), *queue, stop, client);
+          Trace(client, PipeKind::kNotify, TraceKind::kDisconnected);
+          DropNotifyClient(pipe);
+        });
+    if (!added) DropNotifyClient(pipe);
+  }
+
+  void DropNotifyClient(const PipeInstance& pipe) {
+    hub_.Remove(pipe);
+    DisconnectNamedPipe(pipe->get());
+    pipe->Close();
   }
 
   void ServeNotifications(HANDLE pipe, NotifyQueue& queue, HANDLE stop, std::uint64_t client) {
     // A client has nothing to say here; the read is there to notice when it goes.
-    std::array<std::uint8_t, 256> ignored;
+    std::array<std::uint8_t, 256> ignored = {};
     PipeOperation read(pipe);
     SharedBytes message;
     PipeOperation write(pipe);
@@ -299,7 +312,7 @@ class Server::Impl {
   }
 
   template <typename Duration>
-  Duration Elapsed() const {
+  [[nodiscard]] Duration Elapsed() const {
     return std::chrono::duration_cast<Duration>(Clock::now() - start_);
   }
 

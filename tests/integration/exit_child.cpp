@@ -18,7 +18,8 @@ using zor::testing::kPatienceMs;
 
 constexpr int kExitCode = 42;
 constexpr int kUsage = 1;
-constexpr int kNoEvent = 2;
+constexpr int kNoLibrary = 2;
+constexpr int kNoEvent = 3;
 
 const Event& InCallback() {
   static const Event event;
@@ -48,10 +49,12 @@ int main(int argc, char** argv) {
   const std::string_view state = argv[1];
   const std::string_view way = argv[2];
 
-  // Never freed: the end of the process is what is tested.
-  const auto* library = new zor::testing::LoadedLibrary;
+  // Never unloaded: the end of the process is what is tested.
+  const HMODULE loaded = LoadLibraryW(zor::testing::BuiltLibrary().c_str());
+  if (loaded == nullptr) return kNoLibrary;
+  const zor::testing::Exports library(loaded);
   if (state != "plain") {
-    (*library)->RegEventCallback(state == "busy" ? KeepBusy : Block);
+    library.RegEventCallback(state == "busy" ? KeepBusy : Block);
     if (!InCallback().WaitMs(kPatienceMs)) return kNoEvent;
   }
   Wait(std::chrono::microseconds(std::atoi(argv[3])));

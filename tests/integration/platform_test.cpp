@@ -225,9 +225,9 @@ TEST(PlatformThread, JoiningCallsOffARoutineThatHasNotBegunOrWaitsForIt) {
   constexpr int kTimes = 300;
   for (int i = 0; i < kTimes; ++i) {
     ThreadProbe probe;
-    probe.end.Set();
     probe.thread = platform::StartThread(ThreadProbe::Run, &probe);
     ASSERT_NE(probe.thread, nullptr);
+    probe.end.Set();
     ASSERT_TRUE(platform::JoinThread(probe.thread));
     // Either it ran to its end or it never will.
     ASSERT_EQ(probe.finished, probe.begun.IsSet());

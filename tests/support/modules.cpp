@@ -46,14 +46,14 @@ bool SetLibraryDirectory(const wchar_t* directory) noexcept {
   return true;
 }
 
-Module* LoadModule(const wchar_t* path) noexcept {
+LoadModuleResult LoadModule(const wchar_t* path) noexcept {
   const PlatformScope scope;
   TheModules().calls.push_back(std::wstring(L"LoadModule ") + path);
   if (TheCalls().Enter(Function::kLoadModule)) return nullptr;
   const auto file = TheModules().files.find(path);
-  if (file == TheModules().files.end()) return nullptr;
+  if (file == TheModules().files.end()) return {.error = TheModules().load_error};
   ++file->second.references;
-  return reinterpret_cast<Module*>(&file->second);
+  return {.module = reinterpret_cast<Module*>(&file->second)};
 }
 
 EntryPoint FindEntryPoint(Module* module, const char* name) noexcept {

@@ -19,6 +19,8 @@ struct ModuleFile {
 struct Modules {
   /// By path; any other path is not to be loaded.
   std::map<std::wstring, ModuleFile> files;
+  /// Why any other path is not loaded.
+  std::uint32_t load_error = 126;
   /// How many more times the search directory can be set; negative is without an end.
   int directory_changes_left = -1;
   /// The calls in order: "SetLibraryDirectory C:\\package".

@@ -19,9 +19,6 @@ using platform::OpenResult;
 using platform::PipeHandle;
 using platform::ReadResult;
 
-/// Handles look as the system's do: small multiples of four.
-constexpr int kHandleStep = 4;
-
 std::string Narrow(std::wstring_view text) {
   std::string narrow;
   for (const wchar_t c : text) narrow += c < 128 ? static_cast<char>(c) : '?';
@@ -55,6 +52,7 @@ void Pipes::Reset() {
   const Lock lock(mutex_);
   pipes_.clear();
   handles_.clear();
+  lowest_free_ = kHandleStep;
   shown_available_.reset();
   others_take_numbers_ = false;
   poison_unread_ = false;
@@ -77,32 +75,24 @@ void Pipes::Remove(std::wstring_view name) {
   pipes_[std::wstring(name)].presence = Presence::kAbsent;
 }
 
-template <typename Do>
-void Pipes::ForEach(std::wstring_view name, Do change) {
+void Pipes::Send(std::wstring_view name, Bytes message) {
   const Lock lock(mutex_);
-  for (auto& [number, connection] : handles_) {
-    if (connection != nullptr && connection->pipe == name) change(*connection);
+  for (const auto& connection : pipes_[std::wstring(name)].connections) {
+    connection->waiting.push_back(message);
   }
 }
 
-void Pipes::Send(std::wstring_view name, Bytes message) {
-  ForEach(name, [&](Connection& connection) {
-    if (connection.server_end == ServerEnd::kOpen) connection.waiting.push_back(message);
-  });
+void Pipes::EndConnections(std::wstring_view name, ServerEnd end) {
+  const Lock lock(mutex_);
+  for (const auto& connection : std::exchange(pipes_[std::wstring(name)].connections, {})) {
+    connection->server_end = end;
+    if (end == ServerEnd::kBroken) connection->waiting.clear();
+  }
 }
 
-void Pipes::CloseConnections(std::wstring_view name) {
-  ForEach(name, [](Connection& connection) {
-    if (connection.server_end == ServerEnd::kOpen) connection.server_end = ServerEnd::kClosed;
-  });
-}
+void Pipes::CloseConnections(std::wstring_view name) { EndConnections(name, ServerEnd::kClosed); }
 
-void Pipes::BreakConnections(std::wstring_view name) {
-  ForEach(name, [](Connection& connection) {
-    connection.server_end = ServerEnd::kBroken;
-    connection.waiting.clear();
-  });
-}
+void Pipes::BreakConnections(std::wstring_view name) { EndConnections(name, ServerEnd::kBroken); }
 
 std::vector<Bytes> Pipes::TakeWritten(std::wstring_view name) {
   const Lock lock(mutex_);
@@ -245,11 +235,12 @@ OpenResult Pipes::Open(std::wstring_view name) {
     return {.handle = PipeHandle::kInvalid, .error = *error};
   }
 
-  int number = kHandleStep;
-  while (handles_.count(number) != 0) number += kHandleStep;
+  const int number = lowest_free_;
   auto connection = std::make_shared<Connection>();
   connection->pipe = name;
+  pipe->second.connections.push_back(connection);
   handles_.emplace(number, std::move(connection));
+  while (handles_.count(lowest_free_) != 0) lowest_free_ += kHandleStep;
   TheCalls().Record(Function::kOpenPipe, "OpenPipe ", Narrow(name), " -> #", number);
   return {.handle = static_cast<PipeHandle>(number)};
 }
@@ -344,8 +335,16 @@ void Pipes::Close(PipeHandle handle) {
   const Use use(*this, handle, Function::kClosePipe);
   TheCalls().Record(Function::kClosePipe, "ClosePipe #", use.number());
   if (use.connection() == nullptr) return;
-  handles_.erase(use.number());
-  if (others_take_numbers_) handles_.emplace(use.number(), nullptr);
+  auto& connections = pipes_[use.connection()->pipe].connections;
+  connections.erase(std::remove_if(connections.begin(), connections.end(),
+                                   [&](const auto& one) { return one.get() == use.connection(); }),
+                    connections.end());
+  if (others_take_numbers_) {
+    handles_[use.number()] = nullptr;
+  } else {
+    handles_.erase(use.number());
+    lowest_free_ = std::min(lowest_free_, use.number());
+  }
 }
 
 }  // namespace zor::scripted

@@ -93,6 +93,9 @@ class Pipes {
   enum class ServerEnd : std::uint8_t { kOpen, kClosed, kBroken };
   class Use;
 
+  /// Handles look as the system's do: small multiples of four.
+  static constexpr int kHandleStep = 4;
+
   struct Connection {
     std::wstring pipe;
     ServerEnd server_end = ServerEnd::kOpen;
@@ -107,16 +110,17 @@ class Pipes {
     Presence presence = Presence::kAbsent;
     Responder responder;
     std::vector<Bytes> written;
+    std::vector<std::shared_ptr<Connection>> connections;  ///< whose server's end is open
   };
 
   using Lock = std::unique_lock<std::mutex>;
-  template <typename Do>
-  void ForEach(std::wstring_view name, Do change);
+  void EndConnections(std::wstring_view name, ServerEnd end);
   [[nodiscard]] int CountHandles(bool answered) const;
 
   mutable std::mutex mutex_;
   std::map<std::wstring, Pipe, std::less<>> pipes_;
   std::map<int, std::shared_ptr<Connection>> handles_;  ///< null: somebody else's
+  int lowest_free_ = kHandleStep;
   std::optional<std::uint32_t> shown_available_;
   bool others_take_numbers_ = false;
   bool poison_unread_ = false;

@@ -93,6 +93,17 @@ TEST_F(ScriptedPipes, AClosedServerIsStillReadToTheEnd) {
   EXPECT_FALSE(platform::WritePipe(pipe, buffer_));
 }
 
+TEST_F(ScriptedPipes, AClosedServerWhoseLastMessageIsEmptyAnswersUntilThatIsRead) {
+  const PipeHandle pipe = OpenForMessages();
+  ThePipes().Send(kPipe, {});
+  ThePipes().CloseConnections(kPipe);
+  std::uint32_t available = 77;
+  EXPECT_TRUE(platform::PeekPipe(pipe, available));
+  EXPECT_EQ(available, 0U);
+  EXPECT_TRUE(platform::ReadPipe(pipe, buffer_).ok);
+  EXPECT_FALSE(platform::PeekPipe(pipe));
+}
+
 TEST_F(ScriptedPipes, ABrokenConnectionLosesWhatWasNotRead) {
   const PipeHandle pipe = OpenForMessages();
   ThePipes().Send(kPipe, {1});

@@ -239,6 +239,7 @@ TEST_F(FindDriverPackageTest, ReadsNoFurtherThanTheDriversVersion) {
   EXPECT_TRUE(FindDriverPackage(rules_, {1, 0, 0, 5}, path_));
   EXPECT_THROW(static_cast<void>(FindDriverPackage(rules_, {1, 0, 0, 6}, path_)),
                std::out_of_range);
+  EXPECT_EQ(path_, L"");
 }
 
 TEST_F(FindDriverPackageTest, FallsBackToTheBestVersion) {

@@ -116,8 +116,9 @@ TEST_F(LibraryScanTest, LetsTheListingsErrorsThrough) {
 
 TEST_F(LibraryScanTest, TakesTheSecondWordForTheId) {
   AddLibrary(folder_, L"K270502.dll", Answers);
-  EXPECT_EQ(QueryLibrary(folder_, L"K270502.dll"), 101U);
-  EXPECT_EQ(QueryLibrary(folder_, L"K270506.dll"), std::nullopt);
+  const LibraryQuery query = QueryLibrary(folder_, L"K270502.dll");
+  EXPECT_EQ(query.failed, LibraryStep::kDone);
+  EXPECT_EQ(query.algorithm_id, 101U);
 }
 
 TEST_F(LibraryScanTest, GivesTheLibraryAClearedRecord) {
@@ -125,7 +126,26 @@ TEST_F(LibraryScanTest, GivesTheLibraryAClearedRecord) {
     for (std::size_t i = 0; i < 8; ++i) EXPECT_EQ(static_cast<std::uint32_t*>(record)[i], 0U);
     return 0;
   });
-  EXPECT_EQ(QueryLibrary(folder_, L"K270502.dll"), 0U);
+  EXPECT_EQ(QueryLibrary(folder_, L"K270502.dll").algorithm_id, 0U);
+}
+
+TEST_F(LibraryScanTest, SaysAtWhichStepALibraryFailed) {
+  TheModules().load_error = 193;
+  const LibraryQuery absent = QueryLibrary(folder_, L"K270502.dll");
+  EXPECT_EQ(absent.failed, LibraryStep::kLoad);
+  EXPECT_EQ(absent.error, 193U);
+
+  AddLibrary(folder_, L"K270506.dll", nullptr);
+  EXPECT_EQ(QueryLibrary(folder_, L"K270506.dll").failed, LibraryStep::kFindEntry);
+
+  AddLibrary(folder_, L"K250902.dll", [](void*) -> std::int32_t { return -7; });
+  const LibraryQuery refusing = QueryLibrary(folder_, L"K250902.dll");
+  EXPECT_EQ(refusing.failed, LibraryStep::kAsk);
+  EXPECT_EQ(refusing.answer, -7);
+
+  TheModules().directory_changes_left = 0;
+  EXPECT_EQ(QueryLibrary(folder_, L"K270502.dll").failed, LibraryStep::kSetDirectory);
+  EXPECT_EQ(TheModules().LoadedCount(), 0);
 }
 
 }  // namespace

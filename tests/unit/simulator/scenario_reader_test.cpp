@@ -357,10 +357,12 @@ TEST(LoadScenario, ReadsAFileOnTopOfTheDefault) {
   EXPECT_EQ(result.scenario->lists, DefaultScenario().lists);
 }
 
-TEST(LoadScenario, AFileThatIsNotThereIsNamed) {
-  const ScenarioResult result = LoadScenario("/no/such/file.json");
-  EXPECT_FALSE(result.scenario);
-  EXPECT_THAT(result.errors, ElementsAre("/no/such/file.json: cannot be read"));
+TEST(LoadScenario, AFileThatCannotBeReadIsNamed) {
+  for (const std::string file : {"/no/such/file.json", "."}) {
+    const ScenarioResult result = LoadScenario(file);
+    EXPECT_FALSE(result.scenario);
+    EXPECT_THAT(result.errors, ElementsAre(file + ": cannot be read"));
+  }
 }
 
 }  // namespace

@@ -65,9 +65,11 @@ TEST(TraceLine, DecodesEveryNotification) {
       R"({"event_type":5,"payload_type":6,"value":8,"text":"t"})",
       R"({"event_type":6,"payload_type":0})",
   };
-  for (std::uint8_t type = 0; type < std::size(expected); ++type) {
+  std::uint8_t type = 0;
+  for (const char* event : expected) {
     const Bytes bytes = BuildNotification({.type = type, .flag = true, .value = 8, .text = "t"});
-    EXPECT_THAT(Line(bytes), HasSubstr(std::string("\"event\":") + expected[type]));
+    EXPECT_THAT(Line(bytes), HasSubstr(std::string("\"event\":") + event));
+    ++type;
   }
 }
 

@@ -1,4 +1,4 @@
-#include "tools/debug_viewer.h"
+#include "tools/zorctl/debug_viewer.h"
 
 #include <windows.h>
 
@@ -6,9 +6,10 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "tools/owned_handle.h"
+#include "discovery/text.h"
+#include "tools/zorctl/owned_handle.h"
 
-namespace zor::tools {
+namespace zor::ctl {
 namespace {
 
 // The layout that the system's writers use: the writer's process, then text, zero-terminated.
@@ -29,6 +30,15 @@ OwnedHandle MakeEvent(const wchar_t* name) {
   return event;
 }
 
+/// The buffer's text is in the system's own code page.
+std::string FromSystemText(const char* text, std::size_t size) {
+  const auto length = static_cast<int>(size);
+  std::wstring wide(size, L'\0');
+  const int characters = MultiByteToWideChar(CP_ACP, 0, text, length, wide.data(), length);
+  wide.resize(static_cast<std::size_t>(characters));
+  return ToUtf8(wide);
+}
+
 }  // namespace
 
 struct DebugViewer::Shared {
@@ -44,7 +54,9 @@ DebugViewer::DebugViewer() : shared_(std::make_unique<Shared>()) {
   if (shared_->mapping == nullptr) ThrowLastError("opening the debugger output's buffer");
   if (GetLastError() == ERROR_ALREADY_EXISTS) {
     throw std::runtime_error(
-        "another debug viewer holds the debugger output; close it and try again");
+        "another viewer holds the debugger output, of which there can be one at a time: close it "
+        "and "
+        "try again");
   }
   shared_->buffer.reset(static_cast<const Buffer*>(
       MapViewOfFile(shared_->mapping.get(), FILE_MAP_READ, 0, 0, kBufferSize)));
@@ -62,10 +74,11 @@ std::optional<DebugMessage> DebugViewer::Next(void* stop) {
   if (signalled != WAIT_OBJECT_0) return std::nullopt;
 
   const Buffer& buffer = *shared_->buffer;
-  DebugMessage message{buffer.process_id,
-                       {buffer.text.data(), strnlen(buffer.text.data(), buffer.text.size())}};
+  DebugMessage message{
+      buffer.process_id,
+      FromSystemText(buffer.text.data(), strnlen(buffer.text.data(), buffer.text.size()))};
   SetEvent(shared_->ready.get());
   return message;
 }
 
-}  // namespace zor::tools
+}  // namespace zor::ctl

@@ -6,11 +6,12 @@
 #include <optional>
 #include <string>
 
-namespace zor::tools {
+namespace zor::ctl {
 
 struct DebugMessage {
   std::uint32_t process_id = 0;
-  std::string text;  ///< as it was written: usually ends in a line feed; cut at 4 KB by the system
+  /// As it was written, in UTF-8: usually ends in a line feed; cut at 4 KB by the system.
+  std::string text;
 };
 
 /// The system's shared buffer for debugger output. There can be one viewer at a time.
@@ -32,4 +33,4 @@ class DebugViewer {
   std::unique_ptr<Shared> shared_;
 };
 
-}  // namespace zor::tools
+}  // namespace zor::ctl

@@ -7,7 +7,7 @@
 #include <system_error>
 #include <type_traits>
 
-namespace zor::tools {
+namespace zor::ctl {
 
 struct HandleCloser {
   void operator()(HANDLE handle) const noexcept { CloseHandle(handle); }
@@ -21,4 +21,4 @@ using OwnedHandle = std::unique_ptr<std::remove_pointer_t<HANDLE>, HandleCloser>
   throw std::system_error(error, std::system_category(), doing);
 }
 
-}  // namespace zor::tools
+}  // namespace zor::ctl

@@ -1,0 +1,156 @@
+#!/usr/bin/env python3
+"""Makes Doxygen's pages out of the tree's Markdown files, which are written for a code host.
+
+Links between files become references, so that Doxygen finds those that lead nowhere; a source file
+that is linked becomes a page of its own. The README is the main page, and its tables give the order
+of the others: a heading above a table is a group of the navigation.
+
+    stage_pages.py FOLDER      writes the pages, and a layout made from the tool's own
+"""
+
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+
+from markdown import CODE, HEADING, LINK, is_local, lines_of, resolve, slug
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+REFERENCE = ["interface/zor_interface.h", "interface/zor.hpp"]
+
+
+def title_of(path):
+    return re.match(r"# +(.*)", (ROOT / path).read_text()).group(1)
+
+
+def label_of(path):
+    return "index" if path == "README.md" else "page-" + re.sub(r"\W+", "-", path.removesuffix(".md")).lower()
+
+
+def navigation():
+    """The groups of the README's tables: (title, [page])."""
+    groups = []
+    heading = None
+    for line, is_text in lines_of((ROOT / "README.md").read_text()):
+        if not is_text:
+            continue
+        if HEADING.match(line):
+            heading = HEADING.match(line).group(2)
+        row = re.match(r"\| *\[[^\]]*\]\(([^)#]+\.md)\) *\|", line)
+        if row:
+            if not groups or groups[-1][0] != heading:
+                groups.append((heading, []))
+            groups[-1][1].append(row.group(1))
+    return groups
+
+
+class Stage:
+    def __init__(self, folder):
+        self.folder = folder
+        self.waiting = ["README.md"]
+        self.known = set(self.waiting)
+
+    def need(self, path):
+        if path not in self.known:
+            self.known.add(path)
+            self.waiting.append(path)
+
+    def run(self):
+        for _, pages in navigation():
+            for page in pages:
+                self.need(page)
+        while self.waiting:
+            path = self.waiting.pop(0)
+            text = self.page(path) if path.endswith(".md") else self.source(path)
+            (self.folder / (label_of(path) + ".md")).write_text(text)
+
+    def source(self, path):
+        return f"# {path} {{#{label_of(path)}}}\n\n@include {path}\n"
+
+    def page(self, path):
+        lines = []
+        for line, is_text in lines_of((ROOT / path).read_text()):
+            heading = HEADING.match(line) if is_text else None
+            if heading and len(heading.group(1)) == 1:
+                label = "mainpage" if path == "README.md" else label_of(path)
+                line = f"# {heading.group(2)} {{#{label}}}"
+            elif heading and path != "README.md":
+                line = f"{line} {{#{label_of(path)}--{slug(heading.group(2))}}}"
+            lines.append(codes(bold(self.links(path, line))) if is_text else line)
+        return "\n".join(lines) + "\n"
+
+    def links(self, page, line):
+        codes = [match.span() for match in CODE.finditer(line)]
+        inside = lambda link: any(start < link.start() and link.end() < end for start, end in codes)
+        return LINK.sub(lambda link: link[0] if inside(link) else self.link(page, *link.groups()), line)
+
+    def link(self, page, bang, text, target):
+        if not is_local(target):
+            return f"{bang}[{text}]({target})"
+        path, anchor = resolve(page, target)
+        if not (ROOT / path).exists():
+            sys.exit(f"{page}: there is no {target}")
+        if bang:
+            shutil.copy(ROOT / path, self.folder / "images")
+            return f"![{text}]({pathlib.PurePath(path).name})"
+        text = text.replace("`", "")  # not possible in the text of a reference
+        if path in REFERENCE:
+            return f"[{text}](@ref {pathlib.PurePath(path).name})"
+        if (ROOT / path).is_dir():
+            return text
+        self.need(path)
+        return f"[{text}](@ref {label_of(path)}{'--' + anchor if anchor else ''})"
+
+
+def bold(line):
+    """Doxygen takes two stars for bold only before a letter."""
+    return re.sub(r"\*\*(?=[`\"])((?:`[^`]*`|[^`*])+)\*\*", r"<b>\1</b>", line)
+
+
+def code(text):
+    """A name in code becomes a link when it looks like a call. Doxygen takes a percent sign before a
+    word as its own, in code too."""
+    text = re.sub(r"^`(ZorIntf[A-Z]\w*)`$", r"`\1()`", text)
+    return re.sub(r"%(?=[A-Za-z_])", "%%", text)
+
+
+def codes(line):
+    return CODE.sub(lambda match: code(match[0]), line)
+
+
+def tab(url, title):
+    return f'      <tab type="user" url="{url}" title="{title}"/>'
+
+
+def layout():
+    """The tool's own layout, with the manual's navigation."""
+    lines = ["<navindex>", '    <tab type="mainpage" visible="yes" title="Overview"/>']
+    for title, pages in navigation():
+        lines.append(f'    <tab type="usergroup" url="[none]" title="{title}">')
+        lines += [tab(f"@ref {label_of(page)}", title_of(page)) for page in pages]
+        lines.append("    </tab>")
+    lines.append('    <tab type="usergroup" url="[none]" title="Reference">')
+    for path in REFERENCE:
+        if (ROOT / path).exists():
+            lines.append(tab(f"@ref {pathlib.PurePath(path).name}", pathlib.PurePath(path).name))
+    lines += ['      <tab type="classlist" visible="yes" title="Types"/>',
+              '      <tab type="globals" visible="yes" title="Index"/>', "    </tab>", "  </navindex>"]
+    return "\n".join(lines)
+
+
+def main():
+    folder = pathlib.Path(sys.argv[1])
+    shutil.rmtree(folder, ignore_errors=True)
+    (folder / "images").mkdir(parents=True)
+    Stage(folder).run()
+    own = folder / "layout.xml"
+    subprocess.run(["doxygen", "-l", own], check=True)
+    text = re.sub(r"<navindex>.*?</navindex>", lambda _: layout(), own.read_text(), flags=re.DOTALL)
+    # A header's description is its introduction: it comes first.
+    text = re.sub(r"(<file>\s*<briefdescription[^>]*>)(.*?)(<detaileddescription[^>]*>)", r"\1\3\2", text, flags=re.DOTALL)
+    own.write_text(text)
+
+
+if __name__ == "__main__":
+    main()

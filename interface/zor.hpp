@@ -1,0 +1,610 @@
+/**
+ * @file zor.hpp
+ * @brief `zor_interface.h` for C++17 and later: the same calls, with owners, ranges and errors.
+ *
+ * Header-only; link what the C header needs. Every member says which export it calls, and does
+ * nothing else behind it. What the calls mean, which results they have and what the server decides
+ * is told in zor_interface.h.
+ *
+ * @code
+ * #include <iostream>
+ * #include "zor.hpp"
+ *
+ * int main() {
+ *   const zor::Client client;
+ *   for (const auto& name : client.Enumerate()) std::cout << name.value_or("(not here)") << '\n';
+ *
+ *   zor::Instance instance = client.Create("general");
+ *   instance.Start();
+ *   instance.Set("gain", 0.5F);
+ *   instance.Stop();
+ * }  // the instance is destroyed
+ * @endcode
+ *
+ * ## Errors
+ * As in `std::filesystem`, each call comes twice. Without an `std::error_code` a result other than
+ * 0 is thrown as `std::system_error`; with one it is stored there (and 0 clears it), and the
+ * returned value is then empty or zero unless its description says otherwise. The codes are of
+ * zor::ResultCategory() and compare with zor::Result, or with `std::errc` (`not_connected`,
+ * `io_error`). Either form may throw `std::bad_alloc`.
+ *
+ * ## Threads
+ * The library takes no lock: one thread at a time may call it. An application that calls from
+ * several threads gives a mutex to every Client that it makes, always the same one; each call of
+ * the client, of the copies made of it and of the instances that it created then holds the mutex
+ * until the server has answered. Events need no such mutex: see zor::SetEventCallback().
+ *
+ * ## Runtimes
+ * Works with every Windows C++ compiler that has `std::mutex` (of the GNU compilers for Windows
+ * those with the posix thread model), whatever C runtime the application links.
+ */
+#ifndef ZOR_HPP
+#define ZOR_HPP
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "zor_interface.h"
+
+/// The C++ face of the library.
+namespace zor {
+
+/// The selector of the list of algorithms, for Client::Enumerate().
+inline constexpr std::uint32_t kAlgorithms = 2;
+
+/// The parameter whose value is a position in the list of algorithms. Spelt so by the server.
+inline constexpr const char* kAlgorithmParameter = "supproted_algo_name";
+
+/// The results that have a name. A server has others of its own, and may also answer with these.
+enum class Result : std::uint32_t {
+  kSuccess = ZOR_SUCCESS,                     ///< ::ZOR_SUCCESS
+  kTransportFailure = ZOR_TRANSPORT_FAILURE,  ///< ::ZOR_TRANSPORT_FAILURE
+  kNotConnected = ZOR_NOT_CONNECTED,          ///< ::ZOR_NOT_CONNECTED
+  kUnknownAlgorithm = ZOR_UNKNOWN_ALGORITHM,  ///< ::ZOR_UNKNOWN_ALGORITHM
+};
+
+/// @cond INTERNAL
+namespace detail {
+
+class Category final : public std::error_category {
+ public:
+  [[nodiscard]] const char* name() const noexcept override { return "zor"; }
+
+  [[nodiscard]] std::string message(int code) const override {
+    switch (static_cast<Result>(code)) {
+      case Result::kSuccess:
+        return "success";
+      case Result::kTransportFailure:
+        return "the server did not answer, or not with a valid reply";
+      case Result::kNotConnected:
+        return "the server is not running, or busy";
+      case Result::kUnknownAlgorithm:
+        return "no algorithm of the list has this id";
+    }
+    return "the server answered " + std::to_string(static_cast<ZorResult>(code));
+  }
+
+  [[nodiscard]] std::error_condition default_error_condition(int code) const noexcept override {
+    switch (static_cast<Result>(code)) {
+      case Result::kTransportFailure:
+        return std::errc::io_error;
+      case Result::kNotConnected:
+        return std::errc::not_connected;
+      case Result::kSuccess:
+      case Result::kUnknownAlgorithm:
+        break;
+    }
+    return {code, *this};
+  }
+};
+
+}  // namespace detail
+/// @endcond
+
+/// The category of this library's error codes; its name is "zor".
+[[nodiscard]] inline const std::error_category& ResultCategory() noexcept {
+  static const detail::Category category;
+  return category;
+}
+
+/// The error code of a result, also of one that has no name. `value()` is the result's number.
+[[nodiscard]] inline std::error_code MakeErrorCode(ZorResult result) noexcept {
+  return {static_cast<int>(result), ResultCategory()};
+}
+
+/// What makes a Result an `std::error_code`; found by the standard library under this name.
+[[nodiscard]] inline std::error_code make_error_code(Result result) noexcept {
+  return MakeErrorCode(static_cast<ZorResult>(result));
+}
+
+/// @cond INTERNAL
+namespace detail {
+
+/// Runs `call(error)` and throws what it reports; `what` is the export's name.
+template <typename Call>
+auto OrThrow(const char* what, Call call) -> std::invoke_result_t<Call, std::error_code&> {
+  std::error_code error;
+  if constexpr (std::is_void_v<std::invoke_result_t<Call, std::error_code&>>) {
+    call(error);
+    if (error) throw std::system_error(error, what);
+  } else {
+    auto value = call(error);
+    if (error) throw std::system_error(error, what);
+    return value;
+  }
+}
+
+}  // namespace detail
+/// @endcond
+
+/// A list of names as the server orders it. A position without a name is an algorithm that the
+/// server has but this machine has not.
+using NameList = std::vector<std::optional<std::string>>;
+
+/// A block of bytes that the library has handed out; a range of bytes that frees itself.
+class Blob {
+ public:
+  /// Empty: no name, no bytes.
+  Blob() noexcept = default;
+
+  /// Takes over a record that ZorIntfGetSerialized() filled.
+  explicit Blob(const ZorBlob& record) noexcept : record_(record) {}
+
+  Blob(const Blob&) = delete;
+  Blob& operator=(const Blob&) = delete;
+
+  /// Leaves `other` empty.
+  Blob(Blob&& other) noexcept : record_(std::exchange(other.record_, ZorBlob())) {}
+
+  /// Frees what this one has, and leaves `other` empty.
+  Blob& operator=(Blob&& other) noexcept {
+    Blob taken(std::move(other));
+    std::swap(record_, taken.record_);
+    return *this;
+  }
+
+  /// Frees data and name [ZorIntfFreeSerialized].
+  ~Blob() {
+    Free(record_.data);
+    // The export here too, and not `free`: the block is of the library's C runtime, which need not
+    // be the one that the application is linked with (in a debug build it is not).
+    Free(record_.name);
+  }
+
+  /// Whether the server's reply held a block; one of size 0 counts.
+  [[nodiscard]] explicit operator bool() const noexcept { return record_.data != nullptr; }
+
+  /// The name that was asked for; null when none was.
+  [[nodiscard]] const char* name() const noexcept { return record_.name; }
+
+  /// The first byte; null when there is no block.
+  [[nodiscard]] const std::uint8_t* data() const noexcept { return record_.data; }
+
+  /// How many bytes there are at data().
+  [[nodiscard]] std::size_t size() const noexcept { return *this ? record_.size : 0; }
+
+  /// Whether there is no byte.
+  [[nodiscard]] bool empty() const noexcept { return size() == 0; }
+
+  /// The range's first byte.
+  [[nodiscard]] const std::uint8_t* begin() const noexcept { return data(); }
+
+  /// The range's end.
+  [[nodiscard]] const std::uint8_t* end() const noexcept { return data() + size(); }
+
+ private:
+  static void Free(void* block) noexcept {
+    ZorBlob record = {nullptr, 0, static_cast<std::uint8_t*>(block)};
+    static_cast<void>(ZorIntfFreeSerialized(0, &record));
+  }
+
+  ZorBlob record_ = {nullptr, 0, nullptr};
+};
+
+class Instance;
+
+/// The way to the server. Copies are alike; none holds anything of the server's.
+class Client {
+ public:
+  /// Takes no lock: for applications that call from one thread at a time.
+  Client() noexcept = default;
+
+  /// Every call holds `mutex`, which must outlive the client, its copies and its instances. Give
+  /// the same one to every client of the process.
+  explicit Client(std::mutex& mutex) noexcept : mutex_(&mutex) {}
+
+  /// The server's four information words [ZorIntfGetInfo].
+  [[nodiscard]] ZorServerInfo GetInfo() const {
+    return detail::OrThrow("ZorIntfGetInfo",
+                           [&](std::error_code& error) { return GetInfo(error); });
+  }
+
+  /// As above; all zero on error.
+  [[nodiscard]] ZorServerInfo GetInfo(std::error_code& error) const {
+    ZorServerInfo info = {0, 0, 0, 0};
+    error = Call([&] { return ZorIntfGetInfo(&info); });
+    return info;
+  }
+
+  /// The names that `selector` stands for [ZorIntfEnum]. The list is the caller's own copy; the
+  /// library's is kept in one record for the whole process, which the next call frees.
+  [[nodiscard]] NameList Enumerate(std::uint32_t selector = kAlgorithms) const {
+    return detail::OrThrow("ZorIntfEnum",
+                           [&](std::error_code& error) { return Enumerate(selector, error); });
+  }
+
+  /// As above; empty on error.
+  [[nodiscard]] NameList Enumerate(std::uint32_t selector, std::error_code& error) const {
+    static ZorNameList list = {0, nullptr};
+    NameList names;
+    error = Call([&] {
+      const ZorResult result = ZorIntfEnum(selector, &list);
+      if (result == ZOR_SUCCESS) names = Copy(list);
+      return result;
+    });
+    return names;
+  }
+
+  /// A new instance [ZorIntfCreate]. `name` and `value` are the server's to interpret; null leaves
+  /// one out.
+  [[nodiscard]] Instance Create(const char* name, const char* value = nullptr) const;
+
+  /// As above; an instance that owns nothing on error.
+  [[nodiscard]] Instance Create(const char* name, const char* value, std::error_code& error) const;
+
+ private:
+  friend class Instance;
+
+  template <typename Function>
+  [[nodiscard]] std::error_code Call(Function call) const {
+    std::unique_lock<std::mutex> lock;
+    if (mutex_ != nullptr) lock = std::unique_lock<std::mutex>(*mutex_);
+    return MakeErrorCode(call());
+  }
+
+  [[nodiscard]] static NameList Copy(const ZorNameList& list) {
+    NameList names(list.count);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      if (list.items[i] != nullptr) names[i] = list.items[i];
+    }
+    return names;
+  }
+
+  std::mutex* mutex_ = nullptr;
+};
+
+/**
+ * @brief An instance on the server, destroyed with this object.
+ *
+ * One that owns nothing (made empty, moved from, released, destroyed) sends nothing: its calls
+ * report `std::errc::invalid_argument`.
+ */
+class Instance {
+ public:
+  /// Owns nothing.
+  Instance() noexcept = default;
+
+  /// Takes over a `handle` that ZorIntfCreate() gave.
+  Instance(Client client, std::uint32_t handle) noexcept : client_(client), handle_(handle) {}
+
+  Instance(const Instance&) = delete;
+  Instance& operator=(const Instance&) = delete;
+
+  /// Leaves `other` without an instance.
+  Instance(Instance&& other) noexcept
+      : client_(other.client_), handle_(std::exchange(other.handle_, std::nullopt)) {}
+
+  /// Destroys the instance that this one owns, and leaves `other` without one.
+  Instance& operator=(Instance&& other) noexcept {
+    Instance taken(std::move(other));
+    std::swap(client_, taken.client_);
+    std::swap(handle_, taken.handle_);
+    return *this;
+  }
+
+  /// Destroys the instance [ZorIntfDestroy]. A failure is not reported: call Destroy() to see it.
+  ~Instance() {
+    std::error_code ignored;
+    if (handle_) Destroy(ignored);
+  }
+
+  /// Whether there is an instance.
+  [[nodiscard]] explicit operator bool() const noexcept { return handle_.has_value(); }
+
+  /// The instance's handle, for the C calls; 0 when there is no instance.
+  [[nodiscard]] std::uint32_t handle() const noexcept { return handle_.value_or(0); }
+
+  /// Gives the handle, as handle() does, and the duty to destroy the instance to the caller.
+  [[nodiscard]] std::uint32_t Release() noexcept {
+    const std::uint32_t released = handle();
+    handle_.reset();
+    return released;
+  }
+
+  /// Destroys the instance now [ZorIntfDestroy]. On error it stays owned and can be tried again.
+  void Destroy() {
+    detail::OrThrow("ZorIntfDestroy", [&](std::error_code& error) { Destroy(error); });
+  }
+
+  /// As above.
+  void Destroy(std::error_code& error) {
+    error = Call([](std::uint32_t handle) { return ZorIntfDestroy(handle); });
+    if (!error) handle_.reset();
+  }
+
+  /// Configures the instance [ZorIntfConfig]. `name` and `value` are the server's to interpret;
+  /// null leaves one out.
+  void Config(const char* name, const char* value) {
+    detail::OrThrow("ZorIntfConfig", [&](std::error_code& error) { Config(name, value, error); });
+  }
+
+  /// As above.
+  void Config(const char* name, const char* value, std::error_code& error) {
+    const ZorTextParam param = {name, value};
+    error = Call([&](std::uint32_t handle) { return ZorIntfConfig(handle, &param); });
+  }
+
+  /// Starts the instance [ZorIntfStart].
+  void Start() {
+    detail::OrThrow("ZorIntfStart", [&](std::error_code& error) { Start(error); });
+  }
+
+  /// As above.
+  void Start(std::error_code& error) {
+    error = Call([](std::uint32_t handle) { return ZorIntfStart(handle); });
+  }
+
+  /// Stops the instance [ZorIntfStop].
+  void Stop() {
+    detail::OrThrow("ZorIntfStop", [&](std::error_code& error) { Stop(error); });
+  }
+
+  /// As above.
+  void Stop(std::error_code& error) {
+    error = Call([](std::uint32_t handle) { return ZorIntfStop(handle); });
+  }
+
+  /// The instance's status, 0 to 255 [ZorIntfGetStatus].
+  [[nodiscard]] std::uint32_t GetStatus() const {
+    return detail::OrThrow("ZorIntfGetStatus",
+                           [&](std::error_code& error) { return GetStatus(error); });
+  }
+
+  /// As above; 0 on error.
+  [[nodiscard]] std::uint32_t GetStatus(std::error_code& error) const {
+    std::uint32_t status = 0;
+    error = Call([&](std::uint32_t handle) { return ZorIntfGetStatus(handle, &status); });
+    return status;
+  }
+
+  /// Sets a parameter [ZorIntfSet]; `name` must not be null. Returns the value that the call left
+  /// in the record: the server's, when it answers with one; for kAlgorithmParameter the server's
+  /// id.
+  float Set(const char* name, float value) {
+    return detail::OrThrow("ZorIntfSet",
+                           [&](std::error_code& error) { return Set(name, value, error); });
+  }
+
+  /// As above; returns what the call left in the record on error too.
+  float Set(const char* name, float value, std::error_code& error) {
+    ZorFloatParam param = {name, value};
+    error = Call([&](std::uint32_t handle) { return ZorIntfSet(handle, &param); });
+    return param.value;
+  }
+
+  /// A parameter's value [ZorIntfGet]; `name` must not be null.
+  [[nodiscard]] float Get(const char* name) const {
+    return detail::OrThrow("ZorIntfGet", [&](std::error_code& error) { return Get(name, error); });
+  }
+
+  /// As above. On error 0, but for Result::kUnknownAlgorithm the server's id.
+  [[nodiscard]] float Get(const char* name, std::error_code& error) const {
+    ZorFloatParam param = {name, 0.0F};
+    error = Call([&](std::uint32_t handle) { return ZorIntfGet(handle, &param); });
+    return param.value;
+  }
+
+  /// Sends a block of `size` bytes [ZorIntfSetSerialized]. A null `name` is left out; `data` may be
+  /// null when `size` is 0.
+  void SetSerialized(const char* name, const std::uint8_t* data, std::size_t size) {
+    detail::OrThrow("ZorIntfSetSerialized",
+                    [&](std::error_code& error) { SetSerialized(name, data, size, error); });
+  }
+
+  /// As above.
+  void SetSerialized(const char* name, const std::uint8_t* data, std::size_t size,
+                     std::error_code& error) {
+    const ZorBlob input = Input(name, data, size);
+    error = Call([&](std::uint32_t handle) { return ZorIntfSetSerialized(handle, &input); });
+  }
+
+  /// Fetches a block [ZorIntfGetSerialized]. A null `name` is left out.
+  [[nodiscard]] Blob GetSerialized(const char* name) const {
+    return detail::OrThrow("ZorIntfGetSerialized",
+                           [&](std::error_code& error) { return GetSerialized(name, error); });
+  }
+
+  /// As above; empty on error.
+  [[nodiscard]] Blob GetSerialized(const char* name, std::error_code& error) const {
+    return GetSerialized(name, nullptr, 0, error);
+  }
+
+  /// Fetches a block, with `size` bytes sent along for the server [ZorIntfGetSerialized].
+  [[nodiscard]] Blob GetSerialized(const char* name, const std::uint8_t* data,
+                                   std::size_t size) const {
+    return detail::OrThrow("ZorIntfGetSerialized", [&](std::error_code& error) {
+      return GetSerialized(name, data, size, error);
+    });
+  }
+
+  /// As above; empty on error.
+  [[nodiscard]] Blob GetSerialized(const char* name, const std::uint8_t* data, std::size_t size,
+                                   std::error_code& error) const {
+    const ZorBlob input = Input(name, data, size);
+    ZorBlob output = {nullptr, 0, nullptr};
+    error =
+        Call([&](std::uint32_t handle) { return ZorIntfGetSerialized(handle, &input, &output); });
+    Blob blob(output);  // frees what a failed call may have left there
+    return error ? Blob() : std::move(blob);
+  }
+
+ private:
+  template <typename Function>
+  [[nodiscard]] std::error_code Call(Function call) const {
+    if (!handle_) return std::make_error_code(std::errc::invalid_argument);
+    return client_.Call([&] { return call(*handle_); });
+  }
+
+  /// The record for a call that only reads it: its pointers are not const in C. A size that the
+  /// record cannot tell becomes its largest, which the exports refuse.
+  [[nodiscard]] static ZorBlob Input(const char* name, const std::uint8_t* data,
+                                     std::size_t size) noexcept {
+    constexpr std::size_t kLargest = std::numeric_limits<std::uint32_t>::max();
+    // NOLINTBEGIN(cppcoreguidelines-pro-type-const-cast)
+    return {const_cast<char*>(name), static_cast<std::uint32_t>(size < kLargest ? size : kLargest),
+            const_cast<std::uint8_t*>(data)};
+    // NOLINTEND(cppcoreguidelines-pro-type-const-cast)
+  }
+
+  Client client_;
+  std::optional<std::uint32_t> handle_;
+};
+
+inline Instance Client::Create(const char* name, const char* value, std::error_code& error) const {
+  const ZorTextParam param = {name, value};
+  std::uint32_t handle = 0;
+  error = Call([&] { return ZorIntfCreate(&handle, &param); });
+  return error ? Instance() : Instance(*this, handle);
+}
+
+inline Instance Client::Create(const char* name, const char* value) const {
+  return detail::OrThrow("ZorIntfCreate",
+                         [&](std::error_code& error) { return Create(name, value, error); });
+}
+
+/// A notification of the server. Which members are there depends on the type alone; what they mean
+/// is the server's.
+struct Event {
+  std::uint32_t type = 0;                ///< 0 to 255
+  std::optional<bool> flag;              ///< types 0, 2 and 4
+  std::optional<std::uint32_t> value;    ///< types 1, 3 and 5
+  std::optional<std::string_view> text;  ///< types 4 and 5; valid until the callback returns
+};
+
+/// Receives events, one at a time, on the library's background thread. The rules of
+/// ::ZorEventCallback hold: it must not throw (that ends the process) nor unload the library, and
+/// it may make calls, when no other thread makes one or all share a mutex.
+using EventCallback = std::function<void(const Event&)>;
+
+/// @cond INTERNAL
+namespace detail {
+
+/// The callback of this program or library, and what keeps it in place while it runs.
+struct EventSlot {
+  std::recursive_mutex mutex;  // recursive: a callback may replace itself
+  std::shared_ptr<const EventCallback> callback;
+};
+
+[[nodiscard]] inline EventSlot& TheEventSlot() {
+  // Never destroyed: the library delivers events until the process has ended, after the destructors
+  // of static objects.
+  static EventSlot& slot = *std::make_unique<EventSlot>().release();
+  return slot;
+}
+
+[[nodiscard]] inline Event Describe(const ZorEvent& record) {
+  Event event;
+  event.type = record.type;
+  switch (record.type) {
+    case 0:
+      event.flag = record.data.event0.flag;
+      break;
+    case 1:
+      event.value = record.data.event1.value;
+      break;
+    case 2:
+      event.flag = record.data.event2.flag;
+      break;
+    case 3:
+      event.value = record.data.event3.value;
+      break;
+    case 4:
+      event.flag = record.data.event4.flag;
+      event.text = record.data.event4.text;
+      break;
+    case 5:
+      event.value = record.data.event5.value;
+      event.text = record.data.event5.text;
+      break;
+    default:
+      break;
+  }
+  return event;
+}
+
+/// The one function that the library calls.
+inline void DeliverEvent(ZorEvent* record) noexcept {
+  EventSlot& slot = TheEventSlot();
+  const std::lock_guard<std::recursive_mutex> lock(slot.mutex);
+  const std::shared_ptr<const EventCallback> callback = slot.callback;  // it may replace itself
+  if (callback != nullptr) (*callback)(Describe(*record));
+}
+
+}  // namespace detail
+/// @endcond
+
+/**
+ * @brief Sets the event callback, replacing any earlier one [ZorIntfRegEventCallback].
+ *
+ * There is one for the whole process; an empty function switches delivery off. Waits for a delivery
+ * that is under way: on return the earlier callback does not run and never will, so what it refers
+ * to may be destroyed. Called from within a callback it does not wait, and the callback that is
+ * running lives on until it returns. May be called at any time from any thread, but not with a lock
+ * held that the earlier callback may wait for.
+ * @param callback  Called on the library's thread. It is destroyed when it has been replaced.
+ */
+inline void SetEventCallback(EventCallback callback) {
+  std::shared_ptr<const EventCallback> held;
+  if (callback) held = std::make_shared<const EventCallback>(std::move(callback));
+
+  detail::EventSlot& slot = detail::TheEventSlot();
+  {
+    const std::lock_guard<std::recursive_mutex> lock(slot.mutex);
+    static_cast<void>(ZorIntfRegEventCallback(held != nullptr ? &detail::DeliverEvent : nullptr));
+    slot.callback.swap(held);
+  }
+  // The earlier callback is destroyed here, without the lock.
+}
+
+/// Sets the event callback for as long as this object lives: for callbacks that refer to local
+/// objects. See SetEventCallback().
+class ScopedEventCallback {
+ public:
+  /// Sets the callback [ZorIntfRegEventCallback].
+  explicit ScopedEventCallback(EventCallback callback) { SetEventCallback(std::move(callback)); }
+
+  ScopedEventCallback(const ScopedEventCallback&) = delete;
+  ScopedEventCallback& operator=(const ScopedEventCallback&) = delete;
+
+  /// Switches delivery off, whoever's callback it is by now [ZorIntfRegEventCallback].
+  ~ScopedEventCallback() { SetEventCallback(EventCallback()); }
+};
+
+}  // namespace zor
+
+/// Lets a zor::Result stand where an `std::error_code` is expected.
+template <>
+struct std::is_error_code_enum<zor::Result> : std::true_type {};
+
+#endif

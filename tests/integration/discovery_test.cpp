@@ -1,0 +1,464 @@
+// ZorIntfEnum with selector 2 on a machine with a driver: COM objects, folders, INF files and
+// algorithm libraries are all real.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <objbase.h>
+
+#include <algorithm>
+#include <fstream>
+#include <limits>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/integration/discovery/machine.h"
+#include "tests/integration/discovery/wmi_stand_in.h"
+#include "tests/integration/support/debug_capture.h"
+#include "tests/integration/support/loaded_library.h"
+#include "tests/integration/support/pipe_server.h"
+#include "tests/integration/support/process_usage.h"
+#include "tests/integration/support/wire.h"
+
+namespace zor::testing {
+namespace {
+
+/// Threads that end take their handles with them a moment later.
+bool HandlesFallTo(int handles) {
+  constexpr auto kAny = std::numeric_limits<std::size_t>::max();
+  const Usage limit{std::numeric_limits<int>::max(), handles, kAny, kAny};
+  return SettleWithin(limit, kPatienceMs).handles <= handles;
+}
+
+using std::filesystem::path;
+using ::testing::AnyOf;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Slot = std::optional<std::string>;
+
+constexpr std::uint32_t kAlgorithms = 2;
+constexpr const char* kAlgorithmName = "supproted_algo_name";
+
+class Com {
+ public:
+  Com() : result_(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}
+  Com(const Com&) = delete;
+  Com& operator=(const Com&) = delete;
+  ~Com() {
+    if (SUCCEEDED(result_)) CoUninitialize();
+  }
+
+ private:
+  HRESULT result_;
+};
+
+class DiscoveryTest : public ::testing::Test {
+ protected:
+  void TearDown() override {
+    // The list's memory goes with the next successful call.
+    if (list_.items != nullptr) {
+      EXPECT_EQ(EnumerateWith(SuccessReply()), ZOR_SUCCESS);
+      ExpectEmptyList();
+    }
+    EXPECT_EQ(wmi_.live_objects, 0);
+  }
+
+  ZorResult EnumerateWith(Bytes reply, std::uint32_t selector = kAlgorithms) {
+    server_.Answer(std::move(reply));
+    return library_->Enum(selector, &list_);
+  }
+  /// With a server that has these.
+  ZorResult Enumerate(const std::vector<std::string>& algorithms) {
+    return EnumerateWith(EnumReply(static_cast<std::uint32_t>(algorithms.size()), algorithms));
+  }
+
+  void InstallDriver(const std::wstring& version) {
+    wmi_.rows.push_back({{L"HardwareID", {.text = L"SWC\\VEN_ZOR&CID_APO"}},
+                         {L"DriverVersion", {.text = version}}});
+  }
+  /// A driver and the package of the same version.
+  path InstallPackage() {
+    InstallDriver(L"1.0.0.5");
+    return machine_.AddPackageOfVersion(L"zorapo.inf_amd64_1", "1.0.0.5");
+  }
+
+  [[nodiscard]] std::vector<Slot> Slots() const {
+    std::vector<Slot> slots;
+    for (std::uint32_t i = 0; i < list_.count; ++i) {
+      slots.push_back(list_.items[i] == nullptr ? Slot() : Slot(list_.items[i]));
+    }
+    return slots;
+  }
+  void ExpectEmptyList() const {
+    EXPECT_EQ(list_.count, 0U);
+    EXPECT_EQ(list_.items, nullptr);
+  }
+
+  /// What the call wrote to the debug log besides the connection's line.
+  std::vector<std::string> LogOf(const std::vector<std::string>& algorithms,
+                                 ZorResult expected = ZOR_SUCCESS) {
+    const DebugCapture capture;
+    EXPECT_EQ(Enumerate(algorithms), expected);
+    std::vector<std::string> lines = capture.Mine();
+    std::erase(lines, "[zor] ConnectToServer() was successful.\n");
+    return lines;
+  }
+
+  Com com_;
+  WmiStandIn wmi_;
+  Machine machine_;
+  RequestServer server_;
+  LoadedLibrary library_;
+  ZorNameList list_ = {};
+};
+
+// --- The query
+
+TEST_F(DiscoveryTest, TheQueryIsMadeAsTheServiceExpectsIt) {
+  InstallPackage();
+  EXPECT_THAT(LogOf({"general"}), IsEmpty());
+  EXPECT_THAT(wmi_.calls, ElementsAre(L"CreateInstance", L"ConnectServer ROOT\\CIMV2",
+                                      L"SetBlanket 10 0 none 3 3 none 0",
+                                      L"ExecQuery WQL, SELECT * FROM Win32_PnpSignedDriver, 48",
+                                      L"Next -1 1", L"Get HardwareID", L"Get DriverVersion"));
+}
+
+TEST_F(DiscoveryTest, EachStepThatFailsHasItsLineAndReleasesWhatWasThere) {
+  InstallPackage();
+  struct Step {
+    HRESULT WmiStandIn::*result;
+    const char* line;
+  };
+  for (const auto& [result, line] : {
+           Step{&WmiStandIn::create_locator, "[zor] Faild to create locator, 0x80041003\n"},
+           Step{&WmiStandIn::connect_server, "[zor] Faild to connect server, 0x80041003\n"},
+           Step{&WmiStandIn::set_blanket, "[zor] Faild to set proxy blanket, 0x80041003\n"},
+           Step{&WmiStandIn::exec_query, "[zor] Faild to query WMI command, 0x80041003\n"},
+       }) {
+    wmi_.*result = kWmiAccessDenied;
+    EXPECT_THAT(LogOf({"general"}), ElementsAre(line));
+    EXPECT_EQ(wmi_.live_objects, 0);
+    EXPECT_THAT(Slots(), ElementsAre("general"));
+    wmi_.*result = S_OK;
+  }
+}
+
+TEST_F(DiscoveryTest, AnySuccessIsASuccess) {
+  const path package = InstallPackage();
+  Machine::AddLibrary(package, L"K270502.dll", L"zor_test_answers.dll");
+  wmi_.create_locator = wmi_.connect_server = wmi_.set_blanket = wmi_.exec_query = S_FALSE;
+  // Of this one not even a failure counts.
+  wmi_.next = kWmiFailed;
+  EXPECT_THAT(LogOf({"x", "general"}), IsEmpty());
+  EXPECT_THAT(Slots(), ElementsAre(Slot()));
+}
+
+TEST(DiscoveryWithoutCom, ThereIsNoDriver) {
+  RequestServer server;
+  const LoadedLibrary library;
+  const DebugCapture capture;
+  ZorNameList list = {};
+  server.Answer(EnumReply(1, {"general"}));
+  EXPECT_EQ(library->Enum(kAlgorithms, &list), ZOR_SUCCESS);
+  ASSERT_EQ(list.count, 1U);
+  EXPECT_STREQ(list.items[0], "general");
+  // Which of the two steps notices depends on the system.
+  EXPECT_THAT(capture.Mine(), ElementsAre("[zor] ConnectToServer() was successful.\n",
+                                          AnyOf("[zor] Faild to initialize security, 0x800401F0\n",
+                                                "[zor] Faild to create locator, 0x800401F0\n")));
+  EXPECT_EQ(library->Enum(kAlgorithms, &list), ZOR_SUCCESS);
+}
+
+TEST_F(DiscoveryTest, NoRowWithTheHardwareIdIsNoDriver) {
+  wmi_.rows = {{},
+               {{L"HardwareID", {}}},
+               {{L"HardwareID", {.text = L"SWC\\VEN_ZOR&CID_APO2"}}},
+               {{L"HardwareID", {.text = L"SWC\\VEN_ZOR&CID_APO", .result = kWmiFailed}}},
+               {{L"HardwareID", {.stores = false}}}};
+  EXPECT_THAT(LogOf({"general"}), ElementsAre("[zor] Failed to get Zorvane APO driver version\n"));
+}
+
+TEST_F(DiscoveryTest, TheHardwareIdIsOfAnyCase) {
+  machine_.AddPackageOfVersion(L"zorapo.inf_1", "1.0.0.5");
+  wmi_.rows = {{{L"HardwareID", {.text = L"swc\\ven_zor&cid_apo"}},
+                {L"DriverVersion", {.text = L"1.0.0.5"}}}};
+  EXPECT_THAT(LogOf({"general"}), IsEmpty());
+}
+
+TEST_F(DiscoveryTest, AVersionThatIsNoStringIsEmpty) {
+  wmi_.rows = {{{L"HardwareID", {.text = L"SWC\\VEN_ZOR&CID_APO"}}, {L"DriverVersion", {}}}};
+  EXPECT_THAT(LogOf({"general"}),
+              ElementsAre("[zor] Zorvane APO driver is found but driver version is empty\n"));
+}
+
+TEST_F(DiscoveryTest, AVersionThatCannotBeReadLeavesTheHardwareIdWhichIsNone) {
+  machine_.AddPackageOfVersion(L"zorapo.inf_1", "0.0.0.0");
+  wmi_.rows = {{{L"HardwareID", {.text = L"SWC\\VEN_ZOR&CID_APO"}}}};
+  EXPECT_THAT(LogOf({"general"}), IsEmpty());
+}
+
+TEST_F(DiscoveryTest, ReleasesEveryString) {
+  // Each of them a megabyte: three rows, read thirty times over.
+  const std::wstring large(512 * 1024, L'x');
+  wmi_.rows = {{{L"HardwareID", {.text = large}}},
+               {{L"HardwareID", {.text = large, .result = kWmiFailed}}}};
+  InstallDriver(large);
+  EXPECT_EQ(Enumerate({"general"}), ZOR_SUCCESS);
+  const std::size_t before = Usage::Now().heap_bytes;
+  for (int i = 0; i < 30; ++i) EXPECT_EQ(Enumerate({"general"}), ZOR_SUCCESS);
+  EXPECT_LT(Usage::Now().heap_bytes, before + 4 * large.size() * sizeof(wchar_t));
+}
+
+// --- The driver store
+
+TEST_F(DiscoveryTest, ThePackageOfTheDriversVersionIsTaken) {
+  InstallDriver(L"1.0.0.5");
+  machine_.AddPackageOfVersion(L"zorapo.inf_amd64_1", "1.0.0.4");
+  const path package = machine_.AddPackageOfVersion(L"ZORAPO.INF_amd64_2", "1.0.0.5");
+  machine_.AddPackageOfVersion(L"zorapo.inf_amd64_3", "1.0.0.7");
+  Machine::AddLibrary(package, L"K270502.dll", L"zor_test_answers.dll");
+  EXPECT_THAT(LogOf({"general", "private"}), IsEmpty());
+  EXPECT_THAT(Slots(), ElementsAre("general"));
+  EXPECT_EQ(path(LibraryDirectory()), package);
+}
+
+TEST_F(DiscoveryTest, TheBestPackageIsTakenWhenNoneIsTheDrivers) {
+  InstallDriver(L"9.9.9.9");
+  const path package = machine_.AddPackageOfVersion(L"zorapo.inf_1", "1.5.0.0");
+  machine_.AddPackageOfVersion(L"zorapo.inf_2", "2.0.0.0");
+  Machine::AddLibrary(package, L"K270502.dll", L"zor_test_answers.dll");
+  EXPECT_THAT(LogOf({"general", "private"}),
+              ElementsAre("[zor] Failed to get version matched APO driver path\n"));
+  EXPECT_EQ(path(LibraryDirectory()), package);
+}
+
+TEST_F(DiscoveryTest, InfFilesAreReadAsText) {
+  struct Inf {
+    std::string text;
+    bool has_version;
+  };
+  std::string wide("\xFF\xFE");
+  for (const char c : std::string("DriverVer=06/21/2023,1.0.0.5\r\n")) wide += {c, '\0'};
+  InstallDriver(L"1.0.0.5");
+  for (const auto& [text, has_version] : {
+           Inf{"[Version]\r\nDriverVer=06/21/2023,1.0.0.5\r\n", true},
+           Inf{"[Version]\nDriverVer=06/21/2023,1.0.0.5", true},
+           Inf{"\xEF\xBB\xBF; \xE2\x82\xAC DriverVer 1.0.0.5\r\n", true},
+           Inf{"DriverVer=06.21.2023,1.0.0.5\r\n", true},
+           Inf{"DriverVer=\x80\xFF,1.0.0.5\r\n", true},
+           Inf{"DriverVersion 1.0.0.5.6\r\n", true},
+           Inf{"; DriverVer\r\nDriverVer=06/21/2023,1.0.0.5\r\n", false},
+           Inf{"driverver=06/21/2023,1.0.0.5\r\n", false},
+           Inf{std::string("DriverVer=\0,1.0.0.5\r\n", 21), false},
+           Inf{wide, false},
+           Inf{"", false},
+       }) {
+    const path package = machine_.AddPackage(L"zorapo.inf_1", text);
+    if (has_version) {
+      EXPECT_THAT(LogOf({"general"}), IsEmpty()) << text;
+    } else {
+      EXPECT_THAT(LogOf({"general"}),
+                  ElementsAre("[zor] Failed to get version matched APO driver path\n"))
+          << text;
+    }
+  }
+}
+
+TEST_F(DiscoveryTest, EntriesWithoutAnInfFileAreSkipped) {
+  InstallDriver(L"1.0.0.5");
+  std::ofstream(machine_.store() / L"ZORAPO.INF_file") << "DriverVer=1.0.0.5";
+  std::filesystem::create_directories(machine_.store() / L"zorapo.inf_folder" / L"zorapo.inf");
+  EXPECT_THAT(LogOf({"general"}),
+              ElementsAre("[zor] Failed to get version matched APO driver path\n"));
+}
+
+TEST_F(DiscoveryTest, AStoreWithoutAPackageIsSaid) {
+  InstallDriver(L"1.0.0.5");
+  std::filesystem::create_directories(machine_.store() / L"other.inf_amd64_1");
+  EXPECT_THAT(LogOf({"general"}), ElementsAre("[zor] No Zorvane APO driver is found\n"));
+}
+
+TEST_F(DiscoveryTest, AMissingSystemRootIsSaid) {
+  InstallDriver(L"1.0.0.5");
+  SetEnvironmentVariableW(L"systemroot", nullptr);
+  EXPECT_THAT(LogOf({"general"}), ElementsAre("[zor] Failed to get systemroot variable\n"));
+}
+
+// --- The libraries
+
+TEST_F(DiscoveryTest, LibrariesAreNamedWhenTheyAnswer) {
+  const path package = InstallPackage();
+  Machine::AddLibrary(package, L"K030806.dll", L"zor_test_answers.dll");
+  Machine::AddLibrary(package, L"K250902.dll", L"zor_test_refuses.dll");
+  Machine::AddLibrary(package, L"K250906.dll", L"zor_test_without_entry.dll");
+  Machine::AddLibrary(package, L"K250B06.dll", L"zor_test_does_not_load.dll");
+  Machine::AddLibrary(package, L"K999999.dll", L"zor_test_answers.dll");
+  Machine::AddLibrary(package, L"general.dll", L"zor_test_answers.dll");
+  Machine::AddLibrary(package, L"k270502.DLL", L"zor_test_answers.dll");
+  std::ofstream(package / L"K270506.dll") << "no library";
+  std::filesystem::create_directories(package / L"K270C02.dll");
+  std::ofstream(package / L"readme.txt") << "no library";
+
+  EXPECT_THAT(LogOf({"whisper", "general", "private"}), IsEmpty());
+  EXPECT_THAT(Slots(), ElementsAre("whisper", "general"));
+  for (const auto& entry : std::filesystem::directory_iterator(package)) {
+    EXPECT_EQ(GetModuleHandleW(entry.path().c_str()), nullptr) << entry.path();
+  }
+}
+
+TEST_F(DiscoveryTest, ALibraryFindsWhatItNeedsInThePackage) {
+  const path package = InstallPackage();
+  Machine::AddLibrary(package, L"K270502.dll", L"zor_test_needs_helper.dll");
+  EXPECT_EQ(Enumerate({"x", "general"}), ZOR_SUCCESS);
+  EXPECT_THAT(Slots(), ElementsAre("x", "general"));
+
+  Machine::AddLibrary(package, L"zor_test_helper.dll", L"zor_test_helper.dll");
+  EXPECT_EQ(Enumerate({"x", "general"}), ZOR_SUCCESS);
+  EXPECT_EQ(list_.count, 1U);
+  EXPECT_EQ(path(LibraryDirectory()), package);
+}
+
+TEST_F(DiscoveryTest, NamesComeOnceForEachLibrary) {
+  const path package = InstallPackage();
+  Machine::AddLibrary(package, L"K270502.dll", L"zor_test_answers.dll");
+  Machine::AddLibrary(package, L"K270506.dll", L"zor_test_answers.dll");
+  EXPECT_EQ(Enumerate({"general"}), ZOR_SUCCESS);
+  EXPECT_THAT(Slots(), ElementsAre("general", Slot()));
+}
+
+// --- The list and the ids
+
+TEST_F(DiscoveryTest, PresentAlgorithmsAreSetAndGotByTheirPosition) {
+  const path package = InstallPackage();
+  Machine::AddLibrary(package, L"K270502.dll", L"zor_test_answers.dll");
+  Machine::AddLibrary(package, L"K030806.dll", L"zor_test_answers.dll");
+  EXPECT_EQ(Enumerate({"General", "private", "whisper"}), ZOR_SUCCESS);
+  EXPECT_THAT(Slots(), ElementsAre("General", Slot()));
+
+  ZorFloatParam param = {kAlgorithmName, 2};
+  EXPECT_EQ(library_->Set(5, &param), ZOR_SUCCESS);
+  EXPECT_EQ(Request(server_.Requests().back())->float_param()->value(), 2);
+  param.value = 1;
+  EXPECT_EQ(library_->Set(5, &param), ZOR_UNKNOWN_ALGORITHM);
+  EXPECT_EQ(param.value, 1);
+
+  server_.Answer(FloatReply(1));
+  EXPECT_EQ(library_->Get(5, &param), ZOR_SUCCESS);
+  EXPECT_EQ(param.value, -1);
+  server_.Answer(FloatReply(2));
+  EXPECT_EQ(library_->Get(5, &param), ZOR_SUCCESS);
+  EXPECT_EQ(param.value, 2);
+  server_.Answer(FloatReply(3));
+  EXPECT_EQ(library_->Get(5, &param), ZOR_UNKNOWN_ALGORITHM);
+  EXPECT_EQ(param.value, 3);
+}
+
+TEST_F(DiscoveryTest, EveryCallAppendsTheServersList) {
+  const path package = InstallPackage();
+  Machine::AddLibrary(package, L"K270502.dll", L"zor_test_answers.dll");
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Enumerate({"private", "general"}), ZOR_SUCCESS);
+  // The general algorithm's rows are now 1, 3 and 5.
+  for (const float id : {1.0F, 3.0F, 5.0F}) {
+    ZorFloatParam param = {kAlgorithmName, id};
+    EXPECT_EQ(library_->Set(5, &param), ZOR_SUCCESS);
+    EXPECT_EQ(param.value, 1);
+  }
+  for (const float id : {0.0F, 2.0F, 6.0F}) {
+    ZorFloatParam param = {kAlgorithmName, id};
+    EXPECT_EQ(library_->Set(5, &param), ZOR_UNKNOWN_ALGORITHM);
+  }
+}
+
+TEST_F(DiscoveryTest, Selector258IsNotTheListOfAlgorithms) {
+  InstallPackage();
+  EXPECT_EQ(EnumerateWith(EnumReply(1, {"a"}), 258), ZOR_SUCCESS);
+  EXPECT_THAT(Slots(), ElementsAre("a"));
+  EXPECT_EQ(Request(server_.Requests().back())->enum_type(), 2);
+  EXPECT_THAT(wmi_.calls, IsEmpty());
+}
+
+TEST_F(DiscoveryTest, CountsThatDisagreeStayInsideTheList) {
+  InstallPackage();
+  EXPECT_EQ(EnumerateWith(EnumReply(2, {"a", "b", "c"})), ZOR_SUCCESS);
+  EXPECT_THAT(Slots(), ElementsAre("a", "b"));
+  EXPECT_EQ(EnumerateWith(EnumReply(4, {"d"})), ZOR_SUCCESS);
+  EXPECT_THAT(Slots(), ElementsAre("d", "b", "c", Slot()));
+}
+
+TEST_F(DiscoveryTest, AServersErrorLeavesTheListAndTheMachineAlone) {
+  EXPECT_EQ(Enumerate({"a"}), ZOR_SUCCESS);
+  wmi_.calls.clear();
+  char** const items = list_.items;
+  EXPECT_EQ(EnumerateWith(ResultReply(5)), 5U);
+  EXPECT_EQ(list_.items, items);
+  EXPECT_THAT(Slots(), ElementsAre("a"));
+  EXPECT_THAT(wmi_.calls, IsEmpty());
+}
+
+TEST_F(DiscoveryTest, RepeatedCallsLeakNothing) {
+  const path package = InstallPackage();
+  Machine::AddLibrary(package, L"K270502.dll", L"zor_test_answers.dll");
+  std::ofstream(package / L"K270506.dll") << "no library";
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(Enumerate({"general", "private"}), ZOR_SUCCESS);
+  const int handles = Usage::Now().handles;
+  for (int i = 0; i < 30; ++i) EXPECT_EQ(Enumerate({"general", "private"}), ZOR_SUCCESS);
+  EXPECT_TRUE(HandlesFallTo(handles));
+}
+
+// --- The errors of the search
+
+TEST_F(DiscoveryTest, AStoreThatCannotBeListedIsOneWithAnEmptyList) {
+  InstallDriver(L"1.0.0.5");
+  EXPECT_EQ(EnumerateWith(EnumReply(1, {"a"}), 0), ZOR_SUCCESS);
+  std::filesystem::remove_all(machine_.root());
+  EXPECT_THAT(LogOf({"general"}, ZOR_TRANSPORT_FAILURE), IsEmpty());
+  ExpectEmptyList();
+}
+
+TEST_F(DiscoveryTest, AVersionThatIsNoNumberIsOneWithAnEmptyList) {
+  InstallDriver(L"1..0.5");
+  EXPECT_THAT(LogOf({"general"}, ZOR_TRANSPORT_FAILURE), IsEmpty());
+  ExpectEmptyList();
+  wmi_.rows.clear();
+  InstallDriver(L"1.0.0.5");
+  machine_.AddPackageOfVersion(L"zorapo.inf_1", "1.0.0.4294967296");
+  EXPECT_THAT(LogOf({"general"}, ZOR_TRANSPORT_FAILURE), IsEmpty());
+  ExpectEmptyList();
+  EXPECT_EQ(wmi_.live_objects, 0);
+}
+
+TEST_F(DiscoveryTest, AVersionOfAHundredThousandDigitsIsOne) {
+  InstallDriver(L"1.0.0.5");
+  machine_.AddPackageOfVersion(L"zorapo.inf_1", std::string(100'000, '1'));
+  EXPECT_THAT(LogOf({"general"}, ZOR_TRANSPORT_FAILURE), IsEmpty());
+}
+
+TEST_F(DiscoveryTest, ASearchThatFailsLeavesNothingBehindWhenTheLibraryIsUnloaded) {
+  library_.Unload();
+  InstallDriver(L"1..0.5");
+  // From another thread, too.
+  const auto run = [&] {
+    // The server may still be busy with the client before.
+    ASSERT_TRUE(WaitNamedPipeW(kRequestPipe, kPatienceMs));
+    const LoadedLibrary library;
+    ZorNameList list = {};
+    server_.Answer(EnumReply(1, {"general"}));
+    EXPECT_EQ(library->Enum(kAlgorithms, &list), ZOR_TRANSPORT_FAILURE);
+    std::jthread([&] {
+      server_.Answer(EnumReply(1, {"general"}));
+      EXPECT_EQ(library->Enum(kAlgorithms, &list), ZOR_TRANSPORT_FAILURE);
+    }).join();
+  };
+  for (int i = 0; i < 5; ++i) run();
+  const int handles = Usage::Now().handles;
+  for (int i = 0; i < 20; ++i) run();
+  EXPECT_TRUE(HandlesFallTo(handles));
+}
+
+// One that kept a thread-local slot each time would end the process.
+TEST(Unload, CanFollowALoadAsOftenAsAnyoneLikes) {
+  for (int i = 0; i < 1'500; ++i) const LoadedLibrary library;
+}
+
+}  // namespace
+}  // namespace zor::testing

@@ -1,0 +1,10 @@
+# Clang under MSVC's command line, with LLVM's tools, without an SDK and its libraries.
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR AMD64)
+find_program(CMAKE_C_COMPILER NAMES clang-cl clang-cl-14 REQUIRED)
+find_program(CMAKE_LINKER NAMES lld-link lld-link-14 REQUIRED)
+find_program(CMAKE_RC_COMPILER NAMES llvm-rc llvm-rc-14 REQUIRED)
+find_program(CMAKE_MT NAMES llvm-mt llvm-mt-14 REQUIRED)
+set(CMAKE_C_COMPILER_TARGET x86_64-pc-windows-msvc)
+set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+set(CMAKE_C_STANDARD_LIBRARIES "")

@@ -1,0 +1,100 @@
+#!/usr/bin/env python3
+"""Runs commands in a freshly unpacked package, against the simulated server.
+
+The commands are a block of the manual, the code between a line "```sh NAME" and a line "```", or
+given by the caller. They find the package as its user would: in a folder of another name, with a
+blank in it. What they print must contain "session: complete" for each time that they run a program.
+"""
+
+import argparse
+import contextlib
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import threading
+import zipfile
+
+PATIENCE = 60  # seconds, for a step that takes far less
+
+
+def block(manual, name):
+    found = re.findall(rf"^```sh {re.escape(name)}\n(.*?)^```$", manual, re.MULTILINE | re.DOTALL)
+    if len(found) != 1:
+        raise SystemExit(f"the manual has {len(found)} blocks named {name}")
+    return found[0]
+
+
+def unpack(package, folder):
+    """Unpacks as a user would; yields the package's folder under a new name."""
+    shutil.rmtree(folder, ignore_errors=True)
+    with zipfile.ZipFile(package) as zipped:
+        zipped.extractall(folder)
+        (top,) = {name.split("/")[0] for name in zipped.namelist()}
+    return (folder / top).rename(folder / "the package")
+
+
+@contextlib.contextmanager
+def simulated_server(wine, program):
+    """Runs it until the end of the block, once it has said that it is ready."""
+    with subprocess.Popen([wine, program], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          stderr=subprocess.STDOUT, text=True) as server:
+        watchdog = threading.Timer(PATIENCE, server.kill)
+        watchdog.start()
+        try:
+            ready = server.stdout.readline()
+            watchdog.cancel()
+            if "ready" not in ready:
+                raise SystemExit(f"zorsim did not start: {ready!r}")
+            yield
+            subprocess.run([wine, program, "--stop"], stdin=subprocess.DEVNULL, check=True,
+                           timeout=PATIENCE)
+            server.wait(PATIENCE)
+        finally:
+            watchdog.cancel()
+            server.kill()
+
+
+def run(commands, folder, wine):
+    """Runs the commands in the folder, with `wine` on the path; returns what they printed."""
+    shims = folder / ".bin"
+    shims.mkdir()
+    (shims / "wine").write_text(f'#!/bin/sh\nexec "{wine}" "$@"\n')
+    (shims / "wine").chmod(0o755)
+    environment = {**os.environ, "PATH": f"{shims}:{os.environ['PATH']}"}
+    done = subprocess.run(["bash", "-euo", "pipefail", "-c", commands], cwd=folder, env=environment,
+                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          stderr=subprocess.STDOUT, text=True, check=False)
+    sys.stdout.write(done.stdout)
+    if done.returncode != 0:
+        raise SystemExit(f"the commands ended with status {done.returncode}")
+    return done.stdout
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--manual", type=pathlib.Path, help="where the block is")
+    what = parser.add_mutually_exclusive_group(required=True)
+    what.add_argument("--block")
+    what.add_argument("--commands")
+    parser.add_argument("--package", type=pathlib.Path, required=True)
+    parser.add_argument("--folder", type=pathlib.Path, required=True, help="where to unpack")
+    parser.add_argument("--wine", type=pathlib.Path, required=True)
+    arguments = parser.parse_args()
+
+    commands = arguments.commands or block(arguments.manual.read_text(), arguments.block)
+    folder = unpack(arguments.package, arguments.folder)
+    programs = len(re.findall(r"^wine ", commands, re.MULTILINE))
+    if programs == 0:
+        run(commands, folder, arguments.wine)
+        return
+    with simulated_server(arguments.wine, folder / "bin" / "zorsim.exe"):
+        output = run(commands, folder, arguments.wine)
+    if output.count("session: complete") != programs:
+        raise SystemExit("not every program says that its session is complete")
+
+
+if __name__ == "__main__":
+    main()

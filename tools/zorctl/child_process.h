@@ -1,0 +1,23 @@
+/// Running a program.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/zorctl/owned_handle.h"
+
+namespace zor::ctl {
+
+struct ChildProcess {
+  OwnedHandle process;
+  DWORD id = 0;
+
+  /// Meaningful when the process has ended.
+  [[nodiscard]] int ExitStatus() const;
+};
+
+/// Starts the program, found as the system finds programs, with its arguments, in UTF-8; it shares
+/// this process's streams.
+[[nodiscard]] ChildProcess StartProgram(const std::vector<std::string>& command);
+
+}  // namespace zor::ctl

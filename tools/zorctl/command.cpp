@@ -1,0 +1,40 @@
+#include "tools/zorctl/command.h"
+
+namespace zor::ctl {
+namespace {
+
+struct Names {
+  std::string_view command;
+  std::string_view exported;
+};
+
+struct NamesOf {
+  Names operator()(const InfoCall&) const { return {"info", "ZorIntfGetInfo"}; }
+  Names operator()(const ListCall&) const { return {"list", "ZorIntfEnum"}; }
+  Names operator()(const CreateCall&) const { return {"create", "ZorIntfCreate"}; }
+  Names operator()(const ConfigCall&) const { return {"config", "ZorIntfConfig"}; }
+  Names operator()(const ControlCall& call) const {
+    switch (call.control) {
+      case Control::kStart:
+        return {"start", "ZorIntfStart"};
+      case Control::kStop:
+        return {"stop", "ZorIntfStop"};
+      case Control::kDestroy:
+        break;
+    }
+    return {"destroy", "ZorIntfDestroy"};
+  }
+  Names operator()(const SetCall&) const { return {"set", "ZorIntfSet"}; }
+  Names operator()(const GetCall&) const { return {"get", "ZorIntfGet"}; }
+  Names operator()(const StatusCall&) const { return {"status", "ZorIntfGetStatus"}; }
+  Names operator()(const BlobSetCall&) const { return {"blob set", "ZorIntfSetSerialized"}; }
+  Names operator()(const BlobGetCall&) const { return {"blob get", "ZorIntfGetSerialized"}; }
+};
+
+}  // namespace
+
+std::string_view CommandName(const Call& call) { return std::visit(NamesOf{}, call).command; }
+
+std::string_view ExportName(const Call& call) { return std::visit(NamesOf{}, call).exported; }
+
+}  // namespace zor::ctl

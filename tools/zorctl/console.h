@@ -1,0 +1,34 @@
+/// The standard streams, and Ctrl-C.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "tools/zorctl/owned_handle.h"
+
+namespace zor::ctl {
+
+/// Data: to standard output, at once. UTF-8.
+void Print(std::string_view text);
+
+/// Bytes as they are, to standard output.
+void PrintBytes(std::span<const std::uint8_t> bytes);
+
+/// All bytes of standard input.
+[[nodiscard]] std::vector<std::uint8_t> ReadInput();
+
+/// A message: to standard error, with zorctl's name in front and a line end.
+void Say(std::string_view text);
+
+/// Part of a line on standard error, as it is.
+void SayRaw(std::string_view text);
+
+/// Whether a person sees both standard streams.
+[[nodiscard]] bool IsTerminal() noexcept;
+
+/// Signalled by Ctrl-C from the first call of this on, for the rest of the process.
+[[nodiscard]] HANDLE StopSignal();
+
+}  // namespace zor::ctl

@@ -1,0 +1,78 @@
+// zorctl: the library from a shell.
+#include <windows.h>
+
+#include <shellapi.h>
+
+#include <exception>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "discovery/text.h"
+#include "tools/zorctl/arguments.h"
+#include "tools/zorctl/batch.h"
+#include "tools/zorctl/console.h"
+#include "tools/zorctl/demo.h"
+#include "tools/zorctl/doctor/doctor.h"
+#include "tools/zorctl/library.h"
+#include "tools/zorctl/log.h"
+#include "tools/zorctl/run_call.h"
+#include "tools/zorctl/watch.h"
+
+namespace {
+
+using namespace zor::ctl;  // NOLINT(google-build-using-namespace)
+
+struct LocalMemory {
+  void operator()(wchar_t** memory) const noexcept { LocalFree(memory); }
+};
+
+/// What stands behind the program's name. Not from main(): its arguments are in the system's code
+/// page, which has not all characters.
+std::vector<std::string> CommandLineWords() {
+  int count = 0;
+  const std::unique_ptr<wchar_t*, LocalMemory> words(CommandLineToArgvW(GetCommandLineW(), &count));
+  if (words == nullptr) ThrowLastError("reading the command line");
+  std::vector<std::string> arguments;
+  for (int i = 1; i < count; ++i) arguments.push_back(zor::ToUtf8(words.get()[i]));
+  return arguments;
+}
+
+struct Run {
+  bool json;
+
+  int operator()(const Call& call) const {
+    const Library library;
+    Session session;
+    return RunCall(session, call, {.json = json});
+  }
+  int operator()(const WatchCommand& command) const { return Watch(command, json); }
+  int operator()(const LogCommand& command) const { return ShowLog(command, json); }
+  int operator()(const DoctorCommand& /*command*/) const { return RunDoctor(json); }
+  int operator()(const DemoCommand& /*command*/) const { return RunDemo(json); }
+  int operator()(const BatchCommand& command) const { return RunBatch(command, json); }
+};
+
+struct Answer {
+  int operator()(const Request& request) const {
+    return std::visit(Run{request.json}, request.command);
+  }
+  int operator()(const HelpText& help) const {
+    Print(help.text);
+    return kDone;
+  }
+  int operator()(const UsageError& error) const {
+    Say(error.text);
+    return kUsage;
+  }
+};
+
+}  // namespace
+
+int main() try {
+  return std::visit(Answer{}, ParseArguments(CommandLineWords(), Scope::kShell));
+} catch (const std::exception& error) {
+  Say(error.what());
+  return kFailed;
+}

@@ -1,0 +1,128 @@
+#include "tools/zorctl/report.h"
+
+#include <fmt/core.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <iterator>
+
+#include "tools/zorctl/explain.h"
+#include "tools/zorctl/table.h"
+
+namespace zor::ctl {
+namespace {
+
+constexpr std::size_t kDumpWidth = 16;
+
+struct TextOf {
+  std::string operator()(const std::monostate&) const { return {}; }
+  std::string operator()(const Information& information) const {
+    Table table({"WORD", "VALUE", "HEX"});
+    for (std::size_t i = 0; i < information.words.size(); ++i) {
+      const auto word = information.words[i];
+      table.Add({fmt::format("info{}", i), fmt::format("{}", word), fmt::format("0x{:08X}", word)});
+    }
+    return table.ToText();
+  }
+  std::string operator()(const NameSlots& slots) const {
+    Table table({"ID", "NAME"});
+    for (std::size_t i = 0; i < slots.names.size(); ++i) {
+      table.Add({fmt::format("{}", i), slots.names[i].value_or("(not present here)")});
+    }
+    return table.ToText();
+  }
+  std::string operator()(const Handle& handle) const { return fmt::format("{}\n", handle.value); }
+  std::string operator()(const ParameterValue& parameter) const {
+    return fmt::format("{}\n", parameter.value);
+  }
+  std::string operator()(const Status& status) const { return fmt::format("{}\n", status.value); }
+  std::string operator()(const Block& block) const {
+    return block.file ? std::string() : HexDump(block.bytes);
+  }
+};
+
+/// JSON has no infinities and no NaN: those are given as texts.
+Json Number(float value) {
+  if (std::isfinite(value)) {
+    // By way of the shortest text that reads back as the same float: 0.1, not 0.10000000149.
+    return Json::parse(fmt::format("{}", value));
+  }
+  return fmt::format("{}", value);
+}
+
+struct AddTo {
+  Json& json;
+
+  void operator()(const std::monostate&) const {}
+  void operator()(const Information& information) const { json["info"] = information.words; }
+  void operator()(const NameSlots& slots) const {
+    Json names = Json::array();
+    for (const auto& name : slots.names) names.push_back(name ? Json(*name) : Json());
+    json["names"] = std::move(names);
+  }
+  void operator()(const Handle& handle) const { json["handle"] = handle.value; }
+  void operator()(const ParameterValue& parameter) const {
+    json["name"] = parameter.name;
+    json["value"] = Number(parameter.value);
+  }
+  void operator()(const Status& status) const { json["status"] = status.value; }
+  void operator()(const Block& block) const {
+    json["name"] = block.name;
+    json["size"] = block.bytes.size();
+    if (block.file) {
+      json["file"] = *block.file;
+    } else {
+      json["bytes"] = block.bytes;
+    }
+  }
+};
+
+}  // namespace
+
+std::string ToText(const Outcome& outcome) { return std::visit(TextOf{}, outcome.payload); }
+
+Json ToJson(const Call& call, const Outcome& outcome) {
+  const Explanation explanation = Explain(call, outcome.result);
+  Json json;
+  json["command"] = CommandName(call);
+  json["export"] = ExportName(call);
+  json["result"] = outcome.result;
+  json["meaning"] = explanation.meaning;
+  if (!explanation.advice.empty()) json["advice"] = explanation.advice;
+  std::visit(AddTo{json}, outcome.payload);
+  return json;
+}
+
+std::string FailureText(const Call& call, ZorResult result) {
+  const Explanation explanation = Explain(call, result);
+  return fmt::format("{}: {} answered {}: {}.\nWhat to do: {}.", CommandName(call),
+                     ExportName(call), result, explanation.meaning, explanation.advice);
+}
+
+std::string ToLine(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+std::string ToDocument(const Json& json) {
+  return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+std::string HexDump(std::span<const std::uint8_t> bytes) {
+  std::string dump;
+  for (std::size_t offset = 0; offset < bytes.size(); offset += kDumpWidth) {
+    const auto row = bytes.subspan(offset, std::min(kDumpWidth, bytes.size() - offset));
+    std::string hex;
+    std::string characters;
+    for (const std::uint8_t byte : row) {
+      fmt::format_to(std::back_inserter(hex), " {:02x}", byte);
+      const bool printable = byte >= 0x20 && byte < 0x7F;
+      characters += printable ? static_cast<char>(byte) : '.';
+    }
+    fmt::format_to(std::back_inserter(dump), "{:08x} {:<48}  |{}|\n", offset, hex, characters);
+  }
+  return dump;
+}
+
+}  // namespace zor::ctl
