@@ -60,3 +60,8 @@ if(ZOR_FUZZ)
   # All code reports to the fuzzer which way it went; only the targets have its main().
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
+
+if(ZOR_COVERAGE)
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
+  add_link_options(-fprofile-instr-generate)
+endif()

@@ -146,6 +146,18 @@ void WriteScenarios(Folder folder) {
   folder.Add(R"({"events": [{"every_ms": 10, "count": 3, "type": 4, "flag": true, "text": "x"}]})");
 }
 
+void WriteScripts(Folder folder) {
+  folder.Add(
+      "# a session\r\ncreate reverb hall\nconfig $handle \"room size\" 'large'\n"
+      "start $handle\nset $handle gain -1.5e-3\nget $handle gain --no-list\n"
+      "status $handle\nstop $handle\ndestroy $handle\n");
+  folder.Add(
+      "info --json\nlist\nlist --selector 0x2\n\n\t# nothing\nblob set 1 preset block.bin\n");
+  folder.Add("blob get 1 \"a \\\"name\\\\\" -o -\nset 1 x nan\nset 1 x inf");
+  folder.Add("\xEF\xBB\xBFinfo 'open\n");
+  folder.Add("start $other\nbatch -\n--help\nlist --help\n");
+}
+
 }  // namespace
 }  // namespace zor::fuzz
 
@@ -164,5 +176,6 @@ int main(int count, char** arguments) {
   WriteMerges({root, "merge"});
   WriteRequests({root, "sim_request"});
   WriteScenarios({root, "scenario"});
+  WriteScripts({root, "script"});
   return 0;
 }
