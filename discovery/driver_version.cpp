@@ -45,8 +45,10 @@ std::vector<std::wstring> SplitString(std::wstring_view text, wchar_t delimiter,
     pieces.emplace_back(trim ? Trim(piece) : piece);
   };
   std::size_t begin = 0;
-  for (std::size_t end; (end = text.find(delimiter, begin)) != text.npos; begin = end + 1) {
+  for (std::size_t end = text.find(delimiter); end != std::wstring_view::npos;
+       end = text.find(delimiter, begin)) {
     add(text.substr(begin, end - begin));
+    begin = end + 1;
   }
   add(text.substr(begin));
   return pieces;

@@ -4,28 +4,40 @@ layout_can_fail.py HEADER SOURCE COMPILER [FLAG...]
 """
 
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
 
-# What is changed in the header, each by itself, and must not compile.
+# What is changed in the header, each by itself, and must not compile: a pattern, looked for in the
+# record of that name or, without one, in the whole header, and what is put there instead.
 DOCTORED = [
-    ("uint32_t info3;", ""),
-    ("  float value;", "  double value;"),
-    ("char* name;\n  /** Number", "char name[8];\n  /** Number"),
-    ("  char** items;", "  const char** items;"),
-    ("  uint32_t size;", "  uint64_t size;"),
-    ("  uint32_t count;", "  uint16_t count;"),
-    ("typedef struct ZorFlagPayload {\n  bool", "typedef struct ZorFlagPayload {\n  int"),
-    ("ZorFlagTextPayload {\n  bool", "ZorFlagTextPayload {\n  void* before;\n  bool"),
-    ("ZorValueTextPayload event5;", "ZorValuePayload event5;"),
-    ("  uint32_t type;", "  uint64_t type;"),
-    ("typedef uint32_t ZorResult;", "typedef int32_t ZorResult;"),
-    ("ZOR_NOT_CONNECTED = 2", "ZOR_NOT_CONNECTED = 4"),
-    ("ZorIntfStop(uint32_t handle)", "ZorIntfStop(uint64_t handle)"),
-    ("ZorIntfSetSerialized(uint32_t handle, const", "ZorIntfSetSerialized(uint32_t handle,"),
-    ("typedef void (*ZorEventCallback)", "typedef int (*ZorEventCallback)"),
+    ("ZorServerInfo", r"uint32_t info3;", ""),
+    ("ZorFloatParam", r"float value;", "double value;"),
+    ("ZorBlob", r"char\* name;", "char name[8];"),
+    ("ZorBlob", r"uint32_t size;", "uint64_t size;"),
+    ("ZorNameList", r"uint32_t count;", "uint16_t count;"),
+    ("ZorNameList", r"char\*\* items;", "const char** items;"),
+    ("ZorFlagPayload", r"bool flag;", "int flag;"),
+    ("ZorFlagTextPayload", r"bool flag;(.*)const char\* text;", r"const char* text;\1bool flag;"),
+    ("ZorEvent", r"ZorValueTextPayload event5;", "ZorValuePayload event5;"),
+    ("ZorEvent", r"uint32_t type;", "uint64_t type;"),
+    (None, r"typedef uint32_t ZorResult;", "typedef int32_t ZorResult;"),
+    (None, r"ZOR_NOT_CONNECTED = 2", "ZOR_NOT_CONNECTED = 4"),
+    (None, r"ZorIntfStop\(uint32_t handle\)", "ZorIntfStop(uint64_t handle)"),
+    (None, r"ZorIntfSetSerialized\(uint32_t handle, const", "ZorIntfSetSerialized(uint32_t handle,"),
+    (None, r"typedef void \(\*ZorEventCallback\)", "typedef int (*ZorEventCallback)"),
 ]
+
+
+def doctored(header, record, old, new):
+    start, end = 0, len(header)
+    if record is not None:
+        start, end = header.index(f"typedef struct {record} {{"), header.index(f"}} {record};")
+    changed, count = re.subn(old, new, header[start:end], count=1, flags=re.S)
+    if count == 0:
+        sys.exit(f"not in the header any more: {old!r}")
+    return header[:start] + changed + header[end:]
 
 
 def compiles(header, source, command):
@@ -46,11 +58,9 @@ def main():
     command = sys.argv[3:]
     if not compiles(header, source, command):
         sys.exit("the header as it is does not compile")
-    for old, new in DOCTORED:
-        if header.count(old) < 1:
-            sys.exit(f"not in the header any more: {old!r}")
-        if compiles(header.replace(old, new, 1), source, command):
-            sys.exit(f"nothing objects to {new!r} instead of {old!r}")
+    for record, old, new in DOCTORED:
+        if compiles(doctored(header, record, old, new), source, command):
+            sys.exit(f"nothing objects to {new!r} in {record or 'the header'}")
     print(f"{len(DOCTORED)} doctored headers, none compiles")
 
 

@@ -11,6 +11,10 @@
 #include "tests/support/library_test.h"
 
 namespace zor::golden {
+
+/// In the tests' names, which must not change from run to run.
+static void PrintTo(const GoldenRequest& request, std::ostream* out) { *out << request.name; }
+
 namespace {
 
 const std::filesystem::path kFolder = ZOR_GOLDEN_FOLDER;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <cstdlib>
 #include <string>
 #include <thread>
@@ -222,15 +223,25 @@ TEST(PlatformThread, JoiningWaitsForTheRoutine) {
 }
 
 TEST(PlatformThread, JoiningCallsOffARoutineThatHasNotBegunOrWaitsForIt) {
+  struct Progress {
+    std::atomic<bool> begun{false};
+    std::atomic<bool> ended{false};
+  };
   constexpr int kTimes = 300;
   for (int i = 0; i < kTimes; ++i) {
-    ThreadProbe probe;
-    probe.thread = platform::StartThread(ThreadProbe::Run, &probe);
-    ASSERT_NE(probe.thread, nullptr);
-    probe.end.Set();
-    ASSERT_TRUE(platform::JoinThread(probe.thread));
+    Progress progress;
+    platform::Thread* thread = platform::StartThread(
+        [](void* argument) {
+          auto& self = *static_cast<Progress*>(argument);
+          self.begun = true;
+          std::this_thread::yield();
+          self.ended = true;
+        },
+        &progress);
+    ASSERT_NE(thread, nullptr);
+    ASSERT_TRUE(platform::JoinThread(thread));
     // Either it ran to its end or it never will.
-    ASSERT_EQ(probe.finished, probe.begun.IsSet());
+    ASSERT_EQ(progress.begun, progress.ended);
   }
 }
 
