@@ -12,7 +12,7 @@ constexpr std::size_t kLongestMatch = 512;
 
 bool CanBeSearched(const std::wstring& line) {
   constexpr auto kCharacters = L"0123456789.";
-  for (std::size_t begin = 0, end; begin < line.size(); begin = end + 1) {
+  for (std::size_t begin = 0, end = 0; begin < line.size(); begin = end + 1) {
     end = std::min(line.find_first_not_of(kCharacters, begin), line.size());
     if (end - begin > kLongestMatch) return false;
   }
@@ -28,7 +28,7 @@ std::string FindVersionLine(std::istream& inf) {
   try {
     std::string line;
     while (std::getline(inf, line)) {
-      if (line.find("DriverVer") != line.npos) return line;
+      if (line.find("DriverVer") != std::string::npos) return line;
     }
   } catch (const std::ios_base::failure&) {
     return {};

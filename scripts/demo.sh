@@ -5,7 +5,7 @@ cd "$(dirname "$0")/.."
 . scripts/common.sh
 
 bin=build/windows/bin
-build windows ZorInterface zorsim zorctl session
+build windows ZorInterface zorsim zorctl session algorithms_demo
 start_wine
 
 say "Starting the simulated server"
@@ -23,6 +23,11 @@ say "Running the example session; [zor] marks the library's own debug log"
 status=0
 wine $bin/zorctl.exe log -- $bin/session.exe </dev/null || status=$?
 
+if [ "$status" -eq 0 ]; then
+  say "Joining the server's algorithms with those of a driver package that is made for the moment"
+  wine $bin/zorctl.exe log -- $bin/algorithms_demo.exe </dev/null || status=$?
+fi
+
 say "Stopping the simulated server"
 wine $bin/zorsim.exe --stop </dev/null || fail "zorsim did not stop"
 while IFS= read -r -t 10 -u "$server_output" line; do
@@ -31,6 +36,6 @@ while IFS= read -r -t 10 -u "$server_output" line; do
 done
 
 if [ "$status" -ne 0 ]; then
-  fail "the session failed with status $status: look at the step above that names its result"
+  fail "the demo failed with status $status: look at the step above that names its result"
 fi
 printf 'demo: every call of the session succeeded\n'

@@ -118,11 +118,11 @@ MUTATIONS = [
     ("driver package", "discovery/inf_file.cpp", "  inf.exceptions(std::ios_base::badbit);\n", ""),
     ("driver package", "discovery/inf_file.cpp", "kLongestMatch = 512", "kLongestMatch = 511"),
     # The library scan.
-    ("library scan", "discovery/library_scan.cpp", "(&record) != 0) return", "(&record) < 0) return"),
-    ("library scan", "discovery/library_scan.cpp", "return record[1];", "return record[0];"),
+    ("library scan", "discovery/library_scan.cpp", "if (answer != 0) return", "if (answer < 0) return"),
+    ("library scan", "discovery/library_scan.cpp", ".algorithm_id = record[1]", ".algorithm_id = record[0]"),
     ("library scan", "discovery/library_scan.cpp", "if (!package.found) return names;", "if (package.path.empty()) return names;"),
     ("library scan", "discovery/library_scan.cpp", "~ModuleHolder() { platform::ReleaseModule(module_); }", "~ModuleHolder() {\n    if (module_ != nullptr) platform::ReleaseModule(module_);\n  }"),
-    ("library scan", "discovery/library_scan.cpp", "names.push_back(name);\n", "names.push_back(name);\n      break;\n"),
+    ("library scan", "discovery/library_scan.cpp", "if (std::regex_match(file, pattern)) names.push_back(name);", "if (std::regex_match(file, pattern)) return {name};"),
     ("library scan", "discovery/library_scan.cpp", "Failed to set dll dir", "Faild to set dll dir"),
     # Enumeration and ids.
     ("enumeration", "discovery/enumeration.cpp", "if (selector == kAlgorithms) {", "if ((selector & 0xFFU) == kAlgorithms) {"),

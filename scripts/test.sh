@@ -30,6 +30,7 @@ start_wine
 # One idle process keeps Wine up, so that each test starts in milliseconds; its streams are closed,
 # or Wine's own services would hold on to this script's.
 wine build/windows/bin/wine_anchor.exe </dev/null >/dev/null 2>&1 &
+wine cmd /c exit </dev/null >/dev/null 2>&1 # returns when Wine's services are up
 run_tests windows
 
 printf '\n%d passed, %d failed\n' "$passed" "$failed"

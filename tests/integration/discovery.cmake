@@ -30,3 +30,11 @@ add_dependencies(
   zor_test_does_not_load
   zor_test_needs_helper)
 zor_add_pipe_tests(zor_discovery_tests 60)
+
+# The demo's second half.
+add_executable(
+  algorithms_demo discovery/algorithms_demo.cpp discovery/machine.cpp discovery/wmi_stand_in.cpp)
+target_link_libraries(algorithms_demo PRIVATE ZorInterface zor_integration_support ole32 oleaut32
+                                              wbemuuid zor_flags)
+target_include_directories(algorithms_demo PRIVATE "${PROJECT_SOURCE_DIR}")
+add_dependencies(algorithms_demo zor_test_answers)
