@@ -12,7 +12,9 @@ else()
       -Wformat=2 -Wundef -Wdouble-promotion -Wwrite-strings -Werror
       $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual
       -Wextra-semi -Wzero-as-null-pointer-constant>
-      $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes -Wmissing-prototypes>)
+      $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes -Wmissing-prototypes>
+      # A formatter's format is an argument; clang objects even where there is a va_list.
+      $<$<CXX_COMPILER_ID:Clang>:-Wno-format-nonliteral>)
   # No path of the building machine in a binary.
   add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
 endif()
@@ -52,4 +54,14 @@ if(ZOR_SANITIZE)
     zor_flags INTERFACE $<$<CXX_COMPILER_ID:GNU>:$<$<COMPILE_LANGUAGE:CXX>:-Wno-maybe-uninitialized>>)
   add_compile_options(-fsanitize=${ZOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
   add_link_options(-fsanitize=${ZOR_SANITIZE})
+endif()
+
+if(ZOR_FUZZ)
+  # All code reports to the fuzzer which way it went; only the targets have its main().
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+if(ZOR_COVERAGE)
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
+  add_link_options(-fprofile-instr-generate)
 endif()

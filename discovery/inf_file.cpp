@@ -22,9 +22,16 @@ bool CanBeSearched(const std::wstring& line) {
 }  // namespace
 
 std::string FindVersionLine(std::istream& inf) {
-  std::string line;
-  while (std::getline(inf, line)) {
-    if (line.find("DriverVer") != std::string::npos) return line;
+  // A stream keeps to itself what its reading throws: a line that there is no memory for would pass
+  // for the end of the file. A file that cannot be read on does end there.
+  inf.exceptions(std::ios_base::badbit);
+  try {
+    std::string line;
+    while (std::getline(inf, line)) {
+      if (line.find("DriverVer") != std::string::npos) return line;
+    }
+  } catch (const std::ios_base::failure&) {
+    return {};
   }
   return {};
 }

@@ -10,7 +10,8 @@
 
 namespace zor {
 
-/// The first line with "DriverVer" anywhere in it; empty when there is none. Reads no further.
+/// The first line with "DriverVer" anywhere in it; empty when there is none. Reads no further. Lets
+/// std::bad_alloc through, by the stream's exceptions().
 [[nodiscard]] std::string FindVersionLine(std::istream& inf);
 
 /// The leftmost match of `pattern` in the line, parsed. Throws as ParseVersion does, and

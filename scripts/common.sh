@@ -9,7 +9,9 @@ build_packages=(
 # To make the package, and for the tests that use it as others would.
 package_packages=(llvm)
 test_packages=("${package_packages[@]}" clang lld pkgconf)
-lint_packages=(clang-format clang-tidy shellcheck)
+lint_packages=(clang-format clang-tidy shellcheck cppcheck)
+fuzz_packages=(clang libclang-rt-14-dev)
+coverage_packages=("${fuzz_packages[@]}" llvm-14)
 docs_packages=(doxygen doxygen-awesome-css graphviz mscgen fonts-dejavu-core python3)
 
 say() { printf '\033[1m==> %s\033[0m\n' "$*"; }
@@ -23,6 +25,8 @@ need_build() { install_missing "${build_packages[@]}"; }
 need_package() { install_missing "${package_packages[@]}"; }
 need_test() { install_missing "${test_packages[@]}"; }
 need_lint() { install_missing "${lint_packages[@]}"; }
+need_fuzz() { install_missing "${fuzz_packages[@]}"; }
+need_coverage() { install_missing "${coverage_packages[@]}"; }
 need_docs() { install_missing "${docs_packages[@]}"; }
 
 install_missing() {

@@ -7,14 +7,14 @@ cd "$(dirname "$0")/.."
 # What ships, by the build that has it. The tests have the compilers' warnings and the sanitizers; a
 # run over them takes longer than all else here.
 windows_sources='/win32/|^tools/|^examples/|^interface/load\.cpp|^simulator/main\.cpp'
-windows_only() { sources '*.cpp' ':!tests' | grep -E "$windows_sources"; }
-portable() { sources '*.cpp' ':!tests' | grep -Ev "$windows_sources"; }
+windows_only() { sources '*.cpp' ':!tests' ':!fuzz' | grep -E "$windows_sources"; }
+portable() { sources '*.cpp' ':!tests' ':!fuzz' | grep -Ev "$windows_sources"; }
 
 say "Formatting"
 sources '*.c' '*.cpp' '*.h' '*.hpp' | xargs clang-format --dry-run -Werror
 
 say "Scripts"
-sources dev '*.sh' .ci/run | xargs shellcheck -x
+sources dev '*.sh' .ci/run 'scripts/torture/*' | xargs shellcheck -x
 
 # Checks C++ sources with the compile commands of a build.
 tidy() { xargs -n 4 -P 2 clang-tidy -p "$1" --quiet; }

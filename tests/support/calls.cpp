@@ -6,13 +6,40 @@ namespace zor::scripted {
 
 thread_local int PlatformScope::depth_ = 0;
 
+bool CanFail(Function function) {
+  switch (function) {
+    case Function::kDisconnectPipe:
+    case Function::kClosePipe:
+    case Function::kFormat:
+    case Function::kDebugOutput:
+    case Function::kHeapFree:
+    case Function::kSleep:
+      return false;
+    default:
+      return true;
+  }
+}
+
 void Calls::Reset() {
   const std::lock_guard lock(mutex_);
   recording_ = true;
   record_.clear();
   counts_.clear();
   faults_.clear();
+  step_ = 0;
+  step_faults_.clear();
+  steps_.clear();
   hooks_.clear();
+}
+
+void Calls::FailStep(std::size_t number, std::uint32_t error) {
+  const std::lock_guard lock(mutex_);
+  step_faults_[step_ + number] = error;
+}
+
+std::vector<Step> Calls::TakeSteps() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(steps_, {});
 }
 
 std::vector<std::string> Calls::Take() {
@@ -50,6 +77,13 @@ std::optional<std::uint32_t> Calls::Enter(Function function) {
     if (const auto found = faults.find(++counts_[function]); found != faults.end()) {
       fault = found->second;
       faults.erase(found);
+    }
+    if (CanFail(function)) {
+      if (const auto found = step_faults_.find(step_++); found != step_faults_.end()) {
+        fault = found->second;
+        step_faults_.erase(found);
+      }
+      if (recording_) steps_.push_back({function, fault});
     }
     if (const auto found = hooks_.find(function); found != hooks_.end()) hook = found->second;
   }

@@ -35,6 +35,30 @@ enum class Function : std::uint8_t {
   kStartThread,
   kJoinThread,
   kSleep,
+  kGetEnvironment,
+  kOpenListing,
+  kNextEntry,
+  kSetLibraryDirectory,
+  kLoadModule,
+  kFindEntryPoint,
+  kUtf8ToWide,
+  kWideToUtf8,
+  kInitializeSecurity,
+  kCreateLocator,
+  kConnectServer,
+  kSetProxyBlanket,
+  kExecQuery,
+  kNextRow,
+  kReadProperty,
+};
+
+/// Whether a caller can notice that the function has failed.
+[[nodiscard]] bool CanFail(Function function);
+
+/// One call of a function that can fail, and the fault that was put into it.
+struct Step {
+  Function function = {};
+  std::optional<std::uint32_t> fault;
 };
 
 class Calls {
@@ -49,11 +73,18 @@ class Calls {
   /// How often `function` was called since the last Reset(), injected failures included.
   [[nodiscard]] int Count(Function function) const;
 
-  /// Keeps no texts: for tests that run long.
+  /// Keeps no texts and no steps: for tests that run long.
   void StopRecording();
 
   /// Lets the `nth` call of `function` from now fail with `error`, doing nothing.
   void Fail(Function function, std::uint32_t error, int nth = 1);
+
+  /// Lets one step of the next ones fail with `error`, doing nothing: 0 is the next call of
+  /// whatever function that can fail.
+  void FailStep(std::size_t number, std::uint32_t error);
+
+  /// The steps since the last time, in order.
+  [[nodiscard]] std::vector<Step> TakeSteps();
 
   /// Runs `hook` at every call of `function`, on its thread, before it does its work.
   void Before(Function function, std::function<void()> hook);
@@ -80,6 +111,9 @@ class Calls {
   std::vector<std::string> record_;
   std::map<Function, int> counts_;
   std::map<Function, std::map<int, std::uint32_t>> faults_;  ///< by the number of the call
+  std::size_t step_ = 0;
+  std::map<std::size_t, std::uint32_t> step_faults_;  ///< by the number of the step
+  std::vector<Step> steps_;
   std::map<Function, std::function<void()>> hooks_;
 };
 

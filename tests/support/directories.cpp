@@ -16,7 +16,9 @@ Directories& TheDirectories() {
 
 namespace zor::platform {
 
+using scripted::Function;
 using scripted::PlatformScope;
+using scripted::TheCalls;
 using scripted::TheDirectories;
 
 struct Listing {
@@ -28,6 +30,7 @@ OpenListingResult OpenListing(const wchar_t* directory) {
   const PlatformScope scope;
   auto& system = TheDirectories();
   system.listed.emplace_back(directory);
+  if (const auto fault = TheCalls().Enter(Function::kOpenListing)) return {nullptr, *fault};
   const auto found = system.directories.find(directory);
   if (found == system.directories.end()) return {nullptr, scripted::kErrorPathNotFound};
   if (found->second.open_error != 0) return {nullptr, found->second.open_error};
@@ -41,6 +44,8 @@ const wchar_t* EntryName(const Listing* listing) noexcept {
 }
 
 std::uint32_t NextEntry(Listing* listing) noexcept {
+  const PlatformScope scope;
+  if (const auto fault = TheCalls().Enter(Function::kNextEntry)) return *fault;
   ++listing->position;
   return listing->position == listing->directory->fails_after ? listing->directory->advance_error
                                                               : 0;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string_view>
+
 #include "tests/support/calls.h"
 
 namespace zor::scripted {
@@ -19,11 +21,20 @@ namespace {
 using scripted::PlatformScope;
 using scripted::TheDrivers;
 
+using scripted::Function;
+using scripted::TheCalls;
+
 constexpr ComResult kNotFound = static_cast<ComResult>(0x80041002);
 
-ComResult Step(const std::wstring& name, const std::wstring& arguments = {}) {
+void Record(std::wstring_view name, std::wstring_view arguments = {}) {
   const PlatformScope scope;
-  TheDrivers().calls.push_back(name + arguments);
+  TheDrivers().calls.push_back(std::wstring(name).append(arguments));
+}
+
+ComResult Step(Function function, const wchar_t* name, std::wstring_view arguments = {}) {
+  const PlatformScope scope;
+  Record(name, arguments);
+  if (const auto fault = TheCalls().Enter(function)) return static_cast<ComResult>(*fault);
   const auto result = TheDrivers().results.find(name);
   return result == TheDrivers().results.end() ? 0 : result->second;
 }
@@ -40,22 +51,30 @@ DriverQuery::DriverQuery() : objects_(std::make_unique<Objects>()) { ++TheDriver
 
 DriverQuery::~DriverQuery() { --TheDrivers().open_queries; }
 
-ComResult DriverQuery::InitializeSecurity() noexcept { return Step(L"InitializeSecurity"); }
-
-ComResult DriverQuery::CreateLocator() noexcept { return Step(L"CreateLocator"); }
-
-ComResult DriverQuery::ConnectServer(const wchar_t* name_space) noexcept {
-  return Step(L"ConnectServer", std::wstring(L" ") + name_space);
+ComResult DriverQuery::InitializeSecurity() noexcept {
+  return Step(Function::kInitializeSecurity, L"InitializeSecurity");
 }
 
-ComResult DriverQuery::SetProxyBlanket() noexcept { return Step(L"SetProxyBlanket"); }
+ComResult DriverQuery::CreateLocator() noexcept {
+  return Step(Function::kCreateLocator, L"CreateLocator");
+}
+
+ComResult DriverQuery::ConnectServer(const wchar_t* name_space) noexcept {
+  const PlatformScope scope;
+  return Step(Function::kConnectServer, L"ConnectServer", std::wstring(L" ") + name_space);
+}
+
+ComResult DriverQuery::SetProxyBlanket() noexcept {
+  return Step(Function::kSetProxyBlanket, L"SetProxyBlanket");
+}
 
 ComResult DriverQuery::ExecQuery(const wchar_t* language, const wchar_t* query) noexcept {
-  return Step(L"ExecQuery", std::wstring(L" ") + language + L" " + query);
+  const PlatformScope scope;
+  return Step(Function::kExecQuery, L"ExecQuery", std::wstring(L" ") + language + L" " + query);
 }
 
 bool DriverQuery::NextRow() noexcept {
-  static_cast<void>(Step(L"NextRow"));
+  if (Step(Function::kNextRow, L"NextRow") != 0) return false;
   if (objects_->next_row == TheDrivers().rows.size()) return false;
   ++objects_->next_row;
   return true;
@@ -63,7 +82,8 @@ bool DriverQuery::NextRow() noexcept {
 
 ComResult DriverQuery::ReadProperty(const wchar_t* name) noexcept {
   const PlatformScope scope;
-  static_cast<void>(Step(L"ReadProperty", std::wstring(L" ") + name));
+  const ComResult step = Step(Function::kReadProperty, L"ReadProperty", std::wstring(L" ") + name);
+  if (step < 0) return step;
   const scripted::DriverRow& row = TheDrivers().rows.at(objects_->next_row - 1);
   const auto property = row.find(name);
   if (property == row.end()) return kNotFound;
@@ -76,7 +96,7 @@ const wchar_t* DriverQuery::text() const noexcept {
 }
 
 void DriverQuery::ClearValue() noexcept {
-  static_cast<void>(Step(L"ClearValue"));
+  Record(L"ClearValue");
   objects_->value.reset();
 }
 

@@ -20,6 +20,7 @@ std::uint32_t GetEnvironment(const wchar_t* name, std::span<wchar_t> buffer) noe
   const scripted::PlatformScope scope;
   auto& environment = scripted::TheEnvironment();
   environment.buffer_size = buffer.size();
+  if (scripted::TheCalls().Enter(scripted::Function::kGetEnvironment)) return 0;
   const auto variable = environment.variables.find(name);
   if (variable == environment.variables.end()) return 0;
 

@@ -20,13 +20,15 @@ LoadedLibrary::~LoadedLibrary() {
   loaded = nullptr;
 }
 
-PlatformTest::PlatformTest() {
+void ResetPlatform() {
   TheCalls().Reset();
   TheOutput().Reset();
   TheHeap().Reset();
   ThePipes().Reset();
   TheThreads().Reset();
 }
+
+PlatformTest::PlatformTest() { ResetPlatform(); }
 
 void PlatformTest::TearDown() {
   EXPECT_EQ(ThePipes().OpenCount(), 0);

@@ -14,6 +14,9 @@
 
 namespace zor::scripted {
 
+/// Makes the scripted platform as new.
+void ResetPlatform();
+
 /// The library, loaded while it exists; the exports work on it.
 class LoadedLibrary {
  public:

@@ -26,8 +26,10 @@ int Modules::LoadedCount() const {
 namespace zor::platform {
 namespace {
 
+using scripted::Function;
 using scripted::ModuleFile;
 using scripted::PlatformScope;
+using scripted::TheCalls;
 using scripted::TheModules;
 
 // A module is its file: the system's handles are as little owned by whoever holds them.
@@ -38,6 +40,7 @@ ModuleFile& ToFile(Module* module) { return *reinterpret_cast<ModuleFile*>(modul
 bool SetLibraryDirectory(const wchar_t* directory) noexcept {
   const PlatformScope scope;
   TheModules().calls.push_back(std::wstring(L"SetLibraryDirectory ") + directory);
+  if (TheCalls().Enter(Function::kSetLibraryDirectory)) return false;
   if (TheModules().directory_changes_left == 0) return false;
   --TheModules().directory_changes_left;
   return true;
@@ -46,6 +49,7 @@ bool SetLibraryDirectory(const wchar_t* directory) noexcept {
 LoadModuleResult LoadModule(const wchar_t* path) noexcept {
   const PlatformScope scope;
   TheModules().calls.push_back(std::wstring(L"LoadModule ") + path);
+  if (const auto fault = TheCalls().Enter(Function::kLoadModule)) return {.error = *fault};
   const auto file = TheModules().files.find(path);
   if (file == TheModules().files.end()) return {.error = TheModules().load_error};
   ++file->second.references;
@@ -56,6 +60,7 @@ EntryPoint FindEntryPoint(Module* module, const char* name) noexcept {
   const PlatformScope scope;
   TheModules().calls.push_back(L"FindEntryPoint " +
                                std::wstring(name, name + std::string_view(name).size()));
+  if (TheCalls().Enter(Function::kFindEntryPoint)) return nullptr;
   const ModuleFile& file = ToFile(module);
   if (file.references == 0) ADD_FAILURE() << "the library is not loaded";
   if (std::string_view(name) != "zor_get_dll_information") return nullptr;

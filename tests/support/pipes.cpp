@@ -7,6 +7,10 @@
 
 #include "tests/support/calls.h"
 
+#if __has_include(<sanitizer/asan_interface.h>)
+#include <sanitizer/asan_interface.h>
+#endif
+
 namespace zor::scripted {
 namespace {
 
@@ -25,6 +29,18 @@ std::string Outcome(const std::optional<std::uint32_t>& error) {
   return error ? "error " + std::to_string(*error) : "ok";
 }
 
+#if __has_include(<sanitizer/asan_interface.h>)
+void Poison(std::span<std::uint8_t> bytes) {
+  ASAN_POISON_MEMORY_REGION(bytes.data(), bytes.size());
+}
+void Unpoison(std::span<std::uint8_t> bytes) {
+  ASAN_UNPOISON_MEMORY_REGION(bytes.data(), bytes.size());
+}
+#else
+void Poison(std::span<std::uint8_t> /*bytes*/) {}
+void Unpoison(std::span<std::uint8_t> /*bytes*/) {}
+#endif
+
 }  // namespace
 
 Pipes& ThePipes() {
@@ -39,6 +55,7 @@ void Pipes::Reset() {
   lowest_free_ = kHandleStep;
   shown_available_.reset();
   others_take_numbers_ = false;
+  poison_unread_ = false;
 }
 
 void Pipes::Listen(std::wstring_view name, Responder responder) {
@@ -86,7 +103,8 @@ std::size_t Pipes::Waiting(std::wstring_view name) const {
   const Lock lock(mutex_);
   std::size_t count = 0;
   for (const auto& [number, connection] : handles_) {
-    if (connection != nullptr && connection->pipe == name) count += connection->waiting.size();
+    if (connection == nullptr || connection->pipe != name || !connection->answered) continue;
+    count += connection->waiting.size();
   }
   return count;
 }
@@ -99,6 +117,11 @@ void Pipes::ShowAvailable(std::uint32_t count) {
 void Pipes::LetOthersTakeNumbers(bool take) {
   const Lock lock(mutex_);
   others_take_numbers_ = take;
+}
+
+void Pipes::PoisonUnread(bool poison) {
+  const Lock lock(mutex_);
+  poison_unread_ = poison;
 }
 
 int Pipes::CountHandles(bool answered) const {
@@ -267,6 +290,7 @@ bool Pipes::Write(PipeHandle handle, std::span<const std::uint8_t> message) {
 ReadResult Pipes::Read(PipeHandle handle, std::span<std::uint8_t> buffer) {
   const Use use(*this, handle, Function::kReadPipe);
   ReadResult result;
+  if (poison_unread_) Unpoison(buffer);
   if (const auto error = use.ReadError()) {
     result.error = *error;
   } else if (use.connection()->waiting.empty()) {
@@ -290,6 +314,7 @@ ReadResult Pipes::Read(PipeHandle handle, std::span<std::uint8_t> buffer) {
       waiting.pop_front();
     } while (!use.connection()->message_mode && !waiting.empty() && result.count < buffer.size());
   }
+  if (poison_unread_) Poison(buffer.subspan(result.count));
   if (result.ok) {
     TheCalls().Record(Function::kReadPipe, "ReadPipe #", use.number(), " ", buffer.size(), " -> ",
                       result.count);

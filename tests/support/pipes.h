@@ -56,7 +56,7 @@ class Pipes {
   void BreakConnections(std::wstring_view name);
   /// What clients wrote since the last time.
   [[nodiscard]] std::vector<Bytes> TakeWritten(std::wstring_view name);
-  /// How many messages wait in the pipe's connections.
+  /// How many messages wait in the pipe's connections, but for those that were left behind.
   [[nodiscard]] std::size_t Waiting(std::wstring_view name) const;
 
   /// The count that the next peek for it shows, whatever waits.
@@ -66,6 +66,10 @@ class Pipes {
   /// number; the product has no business with that number from then on. Without it the product's
   /// own next open gets the lowest free number.
   void LetOthersTakeNumbers(bool take);
+
+  /// Whether what lies behind a message in the buffer that it is read into is out of bounds for the
+  /// product (with AddressSanitizer, and its detect_stack_use_after_return).
+  void PoisonUnread(bool poison);
 
   /// Handles that are open and answered the last time they were asked.
   [[nodiscard]] int OpenCount() const;
@@ -119,6 +123,7 @@ class Pipes {
   int lowest_free_ = kHandleStep;
   std::optional<std::uint32_t> shown_available_;
   bool others_take_numbers_ = false;
+  bool poison_unread_ = false;
 };
 
 [[nodiscard]] Pipes& ThePipes();

@@ -68,6 +68,7 @@ namespace zor::platform {
 
 int Utf8ToWide(const char* text, wchar_t* buffer, int size) noexcept {
   const scripted::PlatformScope scope;
+  if (scripted::TheCalls().Enter(scripted::Function::kUtf8ToWide)) return 0;
   std::wstring wide;
   for (std::string_view rest = text; !rest.empty();) {
     wide += static_cast<wchar_t>(scripted::Decode(rest));
@@ -77,6 +78,7 @@ int Utf8ToWide(const char* text, wchar_t* buffer, int size) noexcept {
 
 int WideToUtf8(const wchar_t* text, char* buffer, int size) noexcept {
   const scripted::PlatformScope scope;
+  if (scripted::TheCalls().Enter(scripted::Function::kWideToUtf8)) return 0;
   std::string utf8;
   for (; *text != L'\0'; ++text) scripted::Encode(static_cast<char32_t>(*text), utf8);
   return scripted::HandOut(utf8, buffer, size);

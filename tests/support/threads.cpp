@@ -38,6 +38,7 @@ void Threads::Reset() {
   const Lock lock(mutex_);
   begin_ = Begin::kAtOnce;
   free_ = false;
+  alone_ = false;
   joining_ = false;
   ended_ = false;
   process_is_ending_ = false;
@@ -52,6 +53,12 @@ void Threads::SetBegin(Begin begin) {
 void Threads::RunFreely() {
   const Lock lock(mutex_);
   free_ = true;
+}
+
+void Threads::RunAlone() {
+  const Lock lock(mutex_);
+  free_ = true;
+  alone_ = true;
 }
 
 template <typename Condition>
@@ -151,8 +158,9 @@ void Threads::Sleep(std::uint32_t milliseconds) {
   TheCalls().Record(Function::kSleep, "Sleep ", milliseconds);
   Lock lock(mutex_);
   if (free_) {
+    const bool yields = !alone_;
     lock.unlock();
-    std::this_thread::yield();
+    if (yields) std::this_thread::yield();
     return;
   }
   pause_ = milliseconds;

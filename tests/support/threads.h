@@ -29,6 +29,8 @@ class Threads {
 
   /// Pauses last no time, and the test does not step through them.
   void RunFreely();
+  /// The same for a listener that a test runs on its own thread: no other thread needs its time.
+  void RunAlone();
 
   /// Waits until the thread pauses: the length of the pause; nothing when it has ended instead.
   [[nodiscard]] std::optional<std::uint32_t> WaitForPause();
@@ -63,6 +65,7 @@ class Threads {
   std::condition_variable changed_;
   Begin begin_ = Begin::kAtOnce;
   bool free_ = false;
+  bool alone_ = false;
   bool joining_ = false;
   bool ended_ = false;
   bool process_is_ending_ = false;
