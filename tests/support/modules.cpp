@@ -49,7 +49,7 @@ bool SetLibraryDirectory(const wchar_t* directory) noexcept {
 LoadModuleResult LoadModule(const wchar_t* path) noexcept {
   const PlatformScope scope;
   TheModules().calls.push_back(std::wstring(L"LoadModule ") + path);
-  if (const auto fault = TheCalls().Enter(Function::kLoadModule)) return {.error = *fault};
+  if (TheCalls().Enter(Function::kLoadModule)) return {.error = TheModules().load_error};
   const auto file = TheModules().files.find(path);
   if (file == TheModules().files.end()) return {.error = TheModules().load_error};
   ++file->second.references;
