@@ -25,7 +25,7 @@ from mutations import MUTATIONS  # noqa: E402
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutation"
-TIME_LIMIT = 300  # of one test program, in seconds; a mistake that makes it hang is noticed, too
+TIME_LIMIT = 60  # of one test program, in seconds; a mistake that makes it hang is noticed, too
 
 # The programs that look at a folder's mistakes first. Those that are left look at what they miss.
 FIRST = {
@@ -36,6 +36,9 @@ FIRST = {
     "notify": ["unit_notify"],
     "transport": ["unit_transport", "unit_calls", "unit_allocations"],
 }
+
+# What the public header promises is checked by compiling.
+BY_COMPILING = ["zor_abi_layout_c99", "zor_abi_layout_cxx20"]
 
 Mutation = collections.namedtuple("Mutation", "area file old new")
 Verdict = collections.namedtuple("Verdict", "kind detail seconds")
@@ -115,6 +118,8 @@ def try_mutation(copy, mutation, everything):
             noticed = copy.test(program)
             if noticed:
                 return verdict("noticed", noticed)
+        if not copy.make(BY_COMPILING):  # though everything else does compile
+            return verdict("noticed", f"{BY_COMPILING[0]}: does not compile")
         return verdict("SURVIVED", "")
     finally:
         path.write_text(original, encoding="utf-8")

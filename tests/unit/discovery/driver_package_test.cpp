@@ -19,7 +19,7 @@ using ::testing::IsEmpty;
 
 class DriverPackageTest : public scripted::MachineTest {
  protected:
-  const DriverStore rules_;
+  const DriverStore rules_{};
   std::wstring path_ = L"untouched";
   VersionQuad version_ = {9, 9, 9, 9};
 };
