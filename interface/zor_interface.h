@@ -325,7 +325,8 @@ ZOR_API ZorResult ZorIntfGetStatus(uint32_t handle, uint32_t* status);
  *
  * Sends nothing and needs no server. Takes effect with the next notification. A notification that
  * is being delivered goes to the earlier callback, which may still be running when this returns.
- * Notifications that arrive while none is registered are lost.
+ * Notifications that arrive while none is registered are lost, as are those that the server sends
+ * before the library's thread has connected, a moment after the load; no call tells when it has.
  * @param callback  Null switches delivery off.
  * @return ::ZOR_SUCCESS, always.
  */
