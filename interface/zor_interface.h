@@ -206,7 +206,8 @@ typedef struct ZorEvent {
  * notification is not read, and `FreeLibrary` does not return, before the callback has returned.
  * A callback must not throw, must not unload the library, and must not wait for a thread that is
  * loading or unloading any library (the loader's lock is held there). It may make calls, as long as
- * no other thread makes one at the same time.
+ * no other thread makes one at the same time; of these ZorIntfEnum() may load libraries itself, so
+ * not while another thread may be unloading this one.
  */
 typedef void (*ZorEventCallback)(ZorEvent* event);
 
