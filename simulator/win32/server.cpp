@@ -133,7 +133,7 @@ class Server::Impl {
       {
         const std::lock_guard lock(engine_mutex_);
         const auto now = Elapsed<milliseconds>();
-        const std::vector<Effect> effects = engine_.TakeDue(now);
+        std::vector<Effect> effects = engine_.TakeDue(now);
         wait = ToWait(engine_.NextDue(), now);
         Perform(effects);
       }
