@@ -59,13 +59,19 @@ case "${1:-}" in
     exit
     ;;
 esac
-build fuzz
 logs=()
 case "${1:-}" in
-  "") ctest --preset fuzz --parallel 2 ;;
-  --merge) merge ;;
+  "")
+    build fuzz
+    ctest --preset fuzz --parallel 2
+    ;;
+  --merge)
+    for target in $(targets); do build fuzz "fuzz_$target"; done
+    merge
+    ;;
   *)
     [ -d "fuzz/corpus/$1" ] || fail "no such target: $1. There are: $(targets | tr '\n' ' ')"
+    build fuzz "fuzz_$1"
     say "Fuzzing: $1"
     status=0
     fuzz_target "$1" "${2:-1000000}" "${3:-0}" || status=1
