@@ -233,6 +233,13 @@ TEST_F(FindDriverPackageTest, TakesTheDriversVersion) {
   EXPECT_THAT(TheOutput().TakeWide(), IsEmpty());
 }
 
+TEST_F(FindDriverPackageTest, TakesNoNewerVersionForTheDrivers) {
+  AddPackageOfVersion(L"zorapo.inf_1", "1.0.0.7");
+  const auto folder = AddPackageOfVersion(L"zorapo.inf_2", "1.0.0.5");
+  EXPECT_TRUE(FindDriverPackage(rules_, {1, 0, 0, 5}, path_));
+  EXPECT_EQ(path_, folder);
+}
+
 TEST_F(FindDriverPackageTest, ReadsNoFurtherThanTheDriversVersion) {
   const auto folder = AddPackageOfVersion(L"zorapo.inf_1", "1.0.0.5");
   AddPackageOfVersion(L"zorapo.inf_2", "1.0.0.99999999999");
