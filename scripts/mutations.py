@@ -112,7 +112,7 @@ MUTATIONS = [
     ("driver package", "discovery/driver_package.cpp", "  path.clear();\n", ""),
     ("driver package", "discovery/driver_package.cpp", "if (*version == driver_version) {", "if (*version >= driver_version) {"),
     ("driver package", "discovery/driver_package.h", 'L"zorapo.inf_"', 'L"zorapo.inf"'),
-    ("driver package", "discovery/driver_version.cpp", "SplitString(text, L'.', true)", "SplitString(text, L'.', false)"),
+    ("driver package", "discovery/driver_version.cpp", "(negative ? 0 - value : value)", "(value)"),
     ("driver package", "discovery/driver_version.cpp", "if (value > std::numeric_limits<std::uint32_t>::max()) {", "if (value >= std::numeric_limits<std::uint32_t>::max()) {"),
     ("driver package", "discovery/inf_file.cpp", '"DriverVer"', '"DriverVersion"'),
     ("driver package", "discovery/inf_file.cpp", "  inf.exceptions(std::ios_base::badbit);\n", ""),
