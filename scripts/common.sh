@@ -62,6 +62,7 @@ build() {
 # input, added up by what they count. tally_rows WHERE LOST
 tally_rows() {
   awk -v where="$1" -v lost="$2" '
+    { sub(/\r$/, "") }
     /^tally: / {
       what = $0
       sub(/^tally: [0-9]+ /, "", what)

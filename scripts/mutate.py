@@ -128,7 +128,8 @@ def try_mutation(copy, mutation, everything):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n", maxsplit=1)[0])
     parser.add_argument("--area", help="only the mistakes of this area")
-    parser.add_argument("--jobs", type=int, default=min(2, os.cpu_count() or 1), help="copies at work")
+    parser.add_argument("--jobs", type=int, default=os.environ.get("JOBS") or min(2, os.cpu_count() or 1),
+                        help="copies at work; the environment's JOBS, or two")
     arguments = parser.parse_args()
     mutations = [Mutation(*entry) for entry in MUTATIONS
                  if arguments.area in (None, entry[0])]
