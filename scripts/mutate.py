@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Breaks the product in deliberate ways and shows that the native tests notice every one.
 
-usage: scripts/mutate.py [--area AREA] [--jobs N]
+usage: scripts/mutate.py [--area AREA]... [--jobs N]
 
 Works in copies of the tree below build/mutation; the tree itself is not touched. Prints a table,
 and fails when a mistake survives, or no longer applies because the product has changed: then
@@ -127,14 +127,15 @@ def try_mutation(copy, mutation, everything):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n", maxsplit=1)[0])
-    parser.add_argument("--area", help="only the mistakes of this area")
+    parser.add_argument("--area", action="append", help="only the mistakes of this area, and of others so named")
     parser.add_argument("--jobs", type=int, default=os.environ.get("JOBS") or min(2, os.cpu_count() or 1),
                         help="copies at work; the environment's JOBS, or two")
     arguments = parser.parse_args()
     mutations = [Mutation(*entry) for entry in MUTATIONS
-                 if arguments.area in (None, entry[0])]
-    if not mutations:
-        raise SystemExit(f"mutate: there is no area {arguments.area}")
+                 if arguments.area is None or entry[0] in arguments.area]
+    unknown = set(arguments.area or ()) - {mutation.area for mutation in mutations}
+    if unknown:
+        raise SystemExit(f"mutate: there is no area {', '.join(unknown)}")
 
     WORK.mkdir(parents=True, exist_ok=True)
     everything = programs(ROOT)
