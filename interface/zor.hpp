@@ -15,6 +15,7 @@
  *   for (const auto& name : client.Enumerate()) std::cout << name.value_or("(not here)") << '\n';
  *
  *   zor::Instance instance = client.Create("general");
+ *   instance.Config("rate", "48000");
  *   instance.Start();
  *   instance.Set("gain", 0.5F);
  *   instance.Stop();
