@@ -32,8 +32,9 @@ void* __RPC_USER MIDL_user_allocate(std::size_t size) { return std::malloc(size)
 
 void __RPC_USER MIDL_user_free(void* block) { std::free(block); }
 
-void zor_bench_server_BenchExchange(handle_t /*binding*/, ULONG /*request_size*/, const byte* /*request*/,
-                   ULONG limit, ULONG* reply_size, byte* reply) {
+void zor_bench_server_BenchExchange(handle_t /*binding*/, ULONG /*request_size*/,
+                                    const byte* /*request*/, ULONG limit, ULONG* reply_size,
+                                    byte* reply) {
   static const zor::testing::Bytes canned = zor::bench::InfoReply();
   *reply_size = limit < canned.size() ? limit : static_cast<ULONG>(canned.size());
   std::memcpy(reply, canned.data(), *reply_size);

@@ -1,52 +1,56 @@
 #include "bench/support/rotation.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 
 #include "bench/support/clock.h"
 
 namespace zor::bench {
-namespace {
-
-using Durations = std::vector<std::int64_t>;
-
-void RunBlock(const Contender& contender, int repeats, Durations& durations) {
-  for (int i = 0; i < repeats; ++i) {
-    const std::int64_t begin = Now();
-    contender.run();
-    durations.push_back(Now() - begin);
-  }
+void Recorder::Add(const std::string& name, std::int64_t nanoseconds) {
+  auto known = std::ranges::find(durations_, name, [](const auto& one) { return one.first; });
+  if (known == durations_.end()) known = durations_.insert(known, {name, {}});
+  known->second.push_back(nanoseconds);
 }
 
-void Print(const Contender& contender, int round, const Durations& durations) {
-  std::printf("%s\t%d", contender.name.c_str(), round);
-  for (const std::int64_t duration : durations) {
-    std::printf("\t%lld", static_cast<long long>(duration));
-  }
-  std::printf("\n");
-}
-
-}  // namespace
-
-void RunInRotation(const std::vector<Contender>& contenders, const Turns& turns) {
-  for (const Contender& contender : contenders) {
-    Durations ignored;
-    RunBlock(contender, turns.warm_ups, ignored);
-  }
-  for (int round = 0; round < turns.rounds; ++round) {
-    std::vector<Durations> durations(contenders.size());
-    for (Durations& one : durations) {
-      one.reserve(static_cast<std::size_t>(turns.blocks) * static_cast<std::size_t>(turns.repeats));
+void Recorder::Print(int round) {
+  for (const auto& [name, durations] : durations_) {
+    std::printf("%s\t%d", name.c_str(), round);
+    for (const std::int64_t duration : durations) {
+      std::printf("\t%lld", static_cast<long long>(duration));
     }
+    std::printf("\n");
+  }
+  std::fflush(stdout);
+  durations_.clear();
+}
+
+void RunInRotation(std::size_t contenders, const Turns& turns,
+                   const std::function<void(std::size_t, int, Recorder&)>& run) {
+  Recorder ignored;
+  for (std::size_t i = 0; i < contenders; ++i) run(i, turns.warm_ups, ignored);
+  for (int round = 0; round < turns.rounds; ++round) {
+    Recorder recorder;
     for (int block = 0; block < turns.blocks; ++block) {
-      for (std::size_t turn = 0; turn < contenders.size(); ++turn) {
-        const std::size_t which = (turn + static_cast<std::size_t>(block)) % contenders.size();
-        RunBlock(contenders[which], turns.repeats, durations[which]);
+      for (std::size_t turn = 0; turn < contenders; ++turn) {
+        run((turn + static_cast<std::size_t>(block)) % contenders, turns.repeats, recorder);
       }
     }
-    // Not in between: printing is a call to the system, too.
-    for (std::size_t i = 0; i < contenders.size(); ++i) Print(contenders[i], round, durations[i]);
+    recorder.Print(round);
   }
+}
+
+void RunInRotation(const std::vector<Contender>& contenders, const Turns& turns) {
+  std::vector<std::int64_t> durations;
+  RunInRotation(contenders.size(), turns, [&](std::size_t which, int repeats, Recorder& recorder) {
+    durations.clear();
+    for (int i = 0; i < repeats; ++i) {
+      const std::int64_t begin = Now();
+      contenders[which].run();
+      durations.push_back(Now() - begin);
+    }
+    for (const std::int64_t one : durations) recorder.Add(contenders[which].name, one);
+  });
 }
 
 int Option(int argc, char** argv, const std::string& name, int fallback) {
