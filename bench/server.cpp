@@ -3,6 +3,7 @@
 //
 //   bench_server.exe PARENT exchange   answers requests, over the pipe and what it is compared with
 //   bench_server.exe PARENT blocks     the same for requests of many MiB
+//   bench_server.exe PARENT names      the same with a list of twelve algorithms
 //   bench_server.exe PARENT flood      sends notifications without a pause
 //   bench_server.exe PARENT signal     sends a notification at each signal
 #include <windows.h>
@@ -46,8 +47,7 @@ bool Write(HANDLE pipe, const Bytes& message) {
          FALSE;
 }
 
-void Answer(const UniqueHandle& pipe, DWORD limit) {
-  const Bytes reply = zor::bench::InfoReply();
+void Answer(const UniqueHandle& pipe, const Bytes& reply, DWORD limit) {
   // Only what is used of it is ever in memory.
   auto* buffer = static_cast<std::uint8_t*>(
       VirtualAlloc(nullptr, limit, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
@@ -117,13 +117,23 @@ void Run(DWORD parent, const std::string& role) {
       zor::testing::Require(OpenProcess(SYNCHRONIZE, FALSE, parent), "OpenProcess");
   constexpr int kInstances = 6;
   if (role == "exchange") {
-    const auto answer = [](const UniqueHandle& pipe) { Answer(pipe, kSmallRequests); };
+    const auto answer = [](const UniqueHandle& pipe) {
+      Answer(pipe, zor::bench::InfoReply(), kSmallRequests);
+    };
     ServeInstances(zor::testing::kRequestPipe, kInstances, answer);
     ServeInstances(zor::testing::kNotifyPipe, 1, StayIdle);
     std::thread(AnswerOverTcp).detach();
     zor::bench::StartRpcServer();
   } else if (role == "blocks") {
-    const auto answer = [](const UniqueHandle& pipe) { Answer(pipe, kLargeRequests); };
+    const auto answer = [](const UniqueHandle& pipe) {
+      Answer(pipe, zor::bench::InfoReply(), kLargeRequests);
+    };
+    ServeInstances(zor::testing::kRequestPipe, 2, answer);
+    ServeInstances(zor::testing::kNotifyPipe, 1, StayIdle);
+  } else if (role == "names") {
+    const auto answer = [](const UniqueHandle& pipe) {
+      Answer(pipe, zor::bench::NamesReply(), kSmallRequests);
+    };
     ServeInstances(zor::testing::kRequestPipe, 2, answer);
     ServeInstances(zor::testing::kNotifyPipe, 1, StayIdle);
   } else if (role == "flood") {

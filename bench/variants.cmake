@@ -16,6 +16,9 @@ foreach(part strings streams regex filesystem)
   zor_bench_variant(${part} load/${part}.cpp)
 endforeach()
 
+zor_bench_variant(thread load/thread.cpp "${PROJECT_SOURCE_DIR}/platform/win32/thread.cpp")
+target_include_directories(variant_thread PRIVATE "${PROJECT_SOURCE_DIR}")
+
 # --- the library's own objects, linked otherwise
 set(rest $<TARGET_OBJECTS:zor_core> $<TARGET_OBJECTS:zor_messages>
          $<TARGET_OBJECTS:zor_unloadable_runtime>)

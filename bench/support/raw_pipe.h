@@ -14,6 +14,8 @@ namespace zor::bench {
 /// Makes the calls with the arguments that the library makes them with. Throws when one fails.
 class RawPipe {
  public:
+  static constexpr DWORD kLimit = 1024;
+
   explicit RawPipe(const wchar_t* name)
       : pipe_(testing::Require(
             CreateFileW(name, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr),
@@ -54,8 +56,6 @@ class RawPipe {
   }
 
  private:
-  static constexpr DWORD kLimit = 1024;
-
   static void Check(BOOL ok, const char* what) {
     if (ok == FALSE) testing::ThrowLastError(what);
   }
