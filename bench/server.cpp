@@ -27,8 +27,8 @@ using zor::testing::UniqueHandle;
 
 constexpr DWORD kBufferSize = 65'536;
 constexpr DWORD kSmallRequests = 4096;
-/// Blocks are read in one piece, too. Not for the others: how much a read asks for costs time.
-constexpr DWORD kLargeRequests = DWORD{66} << 20U;
+/// For blocks, which are read in pieces. Not for the others: how much a read asks for costs time.
+constexpr DWORD kLargeRequests = DWORD{256} << 10U;
 
 UniqueHandle MakePipe(const wchar_t* name) {
   return zor::testing::Require(
@@ -47,14 +47,20 @@ bool Write(HANDLE pipe, const Bytes& message) {
          FALSE;
 }
 
+/// All of one, keeping its last piece.
+bool ReadMessage(HANDLE pipe, Bytes& buffer) {
+  DWORD count = 0;
+  while (ReadFile(pipe, buffer.data(), static_cast<DWORD>(buffer.size()), &count, nullptr) ==
+         FALSE) {
+    if (GetLastError() != ERROR_MORE_DATA) return false;
+  }
+  return true;
+}
+
 void Answer(const UniqueHandle& pipe, const Bytes& reply, DWORD limit) {
-  // Only what is used of it is ever in memory.
-  auto* buffer = static_cast<std::uint8_t*>(
-      VirtualAlloc(nullptr, limit, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
+  Bytes buffer(limit);
   while (WaitForClient(pipe.get())) {
-    DWORD count = 0;
-    while (ReadFile(pipe.get(), buffer, limit, &count, nullptr) != FALSE &&
-           Write(pipe.get(), reply)) {
+    while (ReadMessage(pipe.get(), buffer) && Write(pipe.get(), reply)) {
     }
     DisconnectNamedPipe(pipe.get());
   }
