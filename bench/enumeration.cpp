@@ -118,7 +118,7 @@ void MeasureMachine(const Extent& extent, int rounds) {
   RawPipe pipe(testing::kRequestPipe);
   const Bytes request = InfoRequest();
   const std::string name =
-      std::to_string(extent.libraries) + " libraries, " + std::to_string(extent.rows) + " rows";
+      "libraries: " + std::to_string(extent.libraries) + ", rows: " + std::to_string(extent.rows);
   RunInRotation({{name + "/library",
                   [&] {
                     ZorNameList list = {};

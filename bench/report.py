@@ -227,7 +227,7 @@ class Report:
         rows = [[extent, us(both[0]), us(both[1]), f"{both[0] / both[1]:.2f}"] for extent, both in median.items()]
 
         def numbers(extent):
-            return [int(part.split()[0]) for part in extent.split(", ")]
+            return [int(part.split()[1]) for part in extent.split(", ")]
 
         def each(first, last, what):
             count = numbers(last)[what] - numbers(first)[what]
