@@ -13,6 +13,9 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
+/// ERROR_MOD_NOT_FOUND as a COM result.
+constexpr auto kModuleNotFound = static_cast<ComResult>(0x8007007E);
+
 /// One of the system's libraries, loaded while this object exists.
 class SystemLibrary {
  public:
@@ -116,7 +119,7 @@ DriverQuery::DriverQuery() : objects_(std::make_unique<Objects>()) {}
 DriverQuery::~DriverQuery() = default;
 
 ComResult DriverQuery::InitializeSecurity() noexcept {
-  if (!objects_->com.IsThere()) return HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);
+  if (!objects_->com.IsThere()) return kModuleNotFound;
   return objects_->com.initialize_security(nullptr, -1, nullptr, nullptr, RPC_C_AUTHN_LEVEL_DEFAULT,
                                            RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE,
                                            nullptr);
