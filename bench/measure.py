@@ -172,7 +172,7 @@ class Session:
         libraries = [windows_path(folder / f"{name}.dll") for name in VARIANTS]
         few = [windows_path(folder / f"{name}.dll") for name in ("empty", "thread", "ZorInterface")]
         with Wine(self.pinned) as wine:
-            self.keep("load", wine.program("load", *self.rounds(5, 2), *libraries))
+            self.keep("load", wine.program("load", *self.rounds(10, 2), *libraries))
             # Without a server the listener's pass takes a millisecond.
             self.keep("load_rested", wine.program("load", "--rest-ms", 5, *self.rounds(2, 1), *few))
             self.keep("static_objects", wine.program("static_objects", *self.rounds(5, 1)))
