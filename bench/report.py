@@ -125,7 +125,7 @@ class Report:
             name, svg.plot(title, x, y, "µs per exchange", "share that took no longer", curves))
 
     def own_work(self):
-        native = {run["run_name"]: run["real_time"] for run in self.json("own_work_native")["benchmarks"]
+        native = {run["run_name"]: run["cpu_time"] for run in self.json("own_work_native")["benchmarks"]
                   if run["aggregate_name"] == "median"}
         wine = self.samples("own_work")
         rows, worst = [], 0
