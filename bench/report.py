@@ -123,7 +123,7 @@ class Report:
                   for one in samples.names()]
         low = min(points[0][0] for _, points in curves) * 0.9
         high = max(points[94][0] for _, points in curves) * 1.1
-        ticks = [tick * scale for scale in (10, 100, 1000, 10000) for tick in (1, 2, 3, 5)]
+        ticks = [tick * scale for scale in (10, 100, 1000, 10000) for tick in (1, 1.5, 2, 3, 5, 7)]
         x = svg.horizontal(low, high, logarithmic=True, ticks=ticks, text=lambda tick: f"{tick:g}")
         y = svg.vertical(0, 100, ticks=range(0, 101, 20), text=lambda tick: f"{tick} %")
         self.image(
