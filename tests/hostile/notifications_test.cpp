@@ -110,8 +110,7 @@ class Notifications : public ::testing::Test {
   std::size_t seen_ = 0;
   std::size_t tried_ = 0;
   testing::Event all_seen_;
-  // Roomy, so that the listener finds much each time it looks.
-  ServerEnd server_{testing::kNotifyPipe, {.buffer_size = 1U << 20}};
+  ServerEnd server_{testing::kNotifyPipe, {.buffer_size = 1U << 17}};
   LoadedLibrary library_;
 };
 
