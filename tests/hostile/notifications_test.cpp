@@ -139,8 +139,12 @@ TEST_F(Notifications, OfEachLength) {
       }
     }
   }
-  // A read takes the longest of them a part at a time.
+  // A read takes the longest of them a part at a time. Not even a part that looks like a
+  // notification is one.
   Try(Bytes(5000, 0xFF));
+  Bytes hiding = good[5];
+  hiding.insert(hiding.begin(), kLimit, 0xFF);
+  Try(hiding);
   Tally("notifications of each length from 0 to 1100", Finish());
 }
 

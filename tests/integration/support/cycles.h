@@ -16,16 +16,17 @@ namespace zor::testing {
 inline constexpr std::size_t kHeapTolerance = 8 * 1024;
 inline constexpr std::size_t kAddressSpaceTolerance = 8 * 1024 * 1024;
 
-[[nodiscard]] inline Usage LimitAfter(const Usage& before) {
+[[nodiscard]] inline Usage LimitAfter(const Usage& before,
+                                      std::size_t heap_tolerance = kHeapTolerance) {
   Usage limit = before;
-  limit.heap_bytes += kHeapTolerance;
+  limit.heap_bytes += heap_tolerance;
   limit.address_space_bytes += kAddressSpaceTolerance;
   return limit;
 }
 
 /// Expects the process to hold no more than `before`, soon.
-inline void ExpectNoMoreThan(const Usage& before) {
-  const Usage limit = LimitAfter(before);
+inline void ExpectNoMoreThan(const Usage& before, std::size_t heap_tolerance = kHeapTolerance) {
+  const Usage limit = LimitAfter(before, heap_tolerance);
   const Usage after = SettleWithin(limit, kPatienceMs);
   EXPECT_TRUE(after.IsWithin(limit)) << "before: " << before << "\nafter: " << after;
 }
