@@ -58,7 +58,7 @@ class PouringServer {
 
 TEST(Cycles, WithoutAServer) {
   Random random(Seed());
-  const int cycles = Cycles(100, 10'000);
+  const int cycles = Cycles(60, 10'000);
   ExpectNothingLeftBehind(cycles, [&](int) {
     LoadedLibrary library;
     ASSERT_TRUE(random() % 2 == 0 || library->Start(1) == 2U);
@@ -71,7 +71,7 @@ TEST(Cycles, WithoutAServer) {
 TEST(Cycles, WithAnIdleServer) {
   testing::PausingLibraries libraries(16);
   libraries.LoadAll();
-  const int cycles = Cycles(100, 10'000);
+  const int cycles = Cycles(60, 10'000);
   ExpectNothingLeftBehind(cycles, [&](int) { libraries.Cycle(); });
   Tally("loads and unloads with an idle server", static_cast<std::size_t>(cycles));
 }

@@ -60,7 +60,7 @@ class Order : public ::testing::TestWithParam<DWORD> {};
 TEST_P(Order, OfNotificationsIsKeptAcrossBurstsOfMoreThanThePipeHolds) {
   // The buffer is full for most of a burst; after it the listener has nothing to do for a while.
   constexpr std::uint32_t kBurst = 2000;
-  const auto count = static_cast<std::uint32_t>(Scaled(10'000, 500'000));
+  const auto count = static_cast<std::uint32_t>(Scaled(6000, 500'000));
   Sequence sequence;
   current = &sequence;
   ServerEnd server(testing::kNotifyPipe, {.buffer_size = GetParam()});
