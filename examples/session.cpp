@@ -8,12 +8,14 @@
 #include <sstream>
 #include <string>
 #include <system_error>
+#include <thread>
 
 #include "zor.hpp"
 
 namespace {
 
 constexpr std::uint32_t kLastEvent = 3;  // the last one that this session raises
+constexpr std::chrono::milliseconds kConnect{300};
 constexpr std::chrono::seconds kPatience{5};
 
 // One write for each line: events come on another thread.
@@ -71,6 +73,8 @@ bool RunSession() {
     if (event.type == kLastEvent && !seen) last_event.set_value();
     seen = seen || event.type == kLastEvent;
   });
+  // The library's own thread connects a moment after the load; events before that are lost.
+  std::this_thread::sleep_for(kConnect);
 
   const ZorServerInfo info = client.GetInfo();
   Print("server " + std::to_string(info.info0) + '.' + std::to_string(info.info1) + '.' +

@@ -206,7 +206,8 @@ typedef struct ZorEvent {
  * notification is not read, and `FreeLibrary` does not return, before the callback has returned.
  * A callback must not throw, must not unload the library, and must not wait for a thread that is
  * loading or unloading any library (the loader's lock is held there). It may make calls, as long as
- * no other thread makes one at the same time.
+ * no other thread makes one at the same time; of these ZorIntfEnum() may load libraries itself, so
+ * not while another thread may be unloading this one.
  */
 typedef void (*ZorEventCallback)(ZorEvent* event);
 
@@ -325,7 +326,8 @@ ZOR_API ZorResult ZorIntfGetStatus(uint32_t handle, uint32_t* status);
  *
  * Sends nothing and needs no server. Takes effect with the next notification. A notification that
  * is being delivered goes to the earlier callback, which may still be running when this returns.
- * Notifications that arrive while none is registered are lost.
+ * Notifications that arrive while none is registered are lost, as are those that the server sends
+ * before the library's thread has connected, a moment after the load; no call tells when it has.
  * @param callback  Null switches delivery off.
  * @return ::ZOR_SUCCESS, always.
  */

@@ -39,7 +39,7 @@ class Variant {
   [[nodiscard]] const VARIANT& get() const noexcept { return value_; }
 
  private:
-  VARIANT value_;
+  VARIANT value_{};
 };
 
 }  // namespace

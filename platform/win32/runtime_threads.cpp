@@ -69,6 +69,10 @@ class Keys {
 
 }  // namespace
 
+// The signatures, and what a mutex is, are those of <pthread.h>.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name,readability-non-const-parameter)
+// NOLINTBEGIN(cert-fio38-c,misc-non-copyable-objects,cppcoreguidelines-pro-type-const-cast)
+
 // Nothing in the runtime locks a recursive mutex twice.
 int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* /*attributes*/) {
   *mutex = 0;
@@ -128,3 +132,6 @@ void* pthread_getspecific(pthread_key_t key) { return FlsGetValue(key); }
 int pthread_setspecific(pthread_key_t key, const void* value) {
   return FlsSetValue(key, const_cast<void*>(value)) == FALSE ? ENOMEM : 0;
 }
+
+// NOLINTEND(cert-fio38-c,misc-non-copyable-objects,cppcoreguidelines-pro-type-const-cast)
+// NOLINTEND(readability-inconsistent-declaration-parameter-name,readability-non-const-parameter)

@@ -2,7 +2,6 @@
 // algorithm libraries are all real.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <objbase.h>
 
 #include <algorithm>
 #include <fstream>
@@ -12,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/integration/discovery/com.h"
 #include "tests/integration/discovery/machine.h"
 #include "tests/integration/discovery/wmi_stand_in.h"
 #include "tests/integration/support/debug_capture.h"
@@ -38,19 +38,6 @@ using Slot = std::optional<std::string>;
 
 constexpr std::uint32_t kAlgorithms = 2;
 constexpr const char* kAlgorithmName = "supproted_algo_name";
-
-class Com {
- public:
-  Com() : result_(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}
-  Com(const Com&) = delete;
-  Com& operator=(const Com&) = delete;
-  ~Com() {
-    if (SUCCEEDED(result_)) CoUninitialize();
-  }
-
- private:
-  HRESULT result_;
-};
 
 class DiscoveryTest : public ::testing::Test {
  protected:

@@ -62,17 +62,18 @@ if(MINGW)
 endif()
 
 # The same compiler under MSVC's command line: /Wall is -Weverything.
+# What follows "--" is a file, whatever the first letters of its path would mean as an option.
 foreach(standard c11 c17)
   zor_add_header_test(
     clang-cl ${c_header} c ${standard}
     TOOLS ZOR_CLANG_CL
     COMMAND ${ZOR_CLANG_CL} /c /Zs /Wall /WX /std:${standard} /clang:-ffreestanding
-            ${clang_c_exceptions})
+            ${clang_c_exceptions} --)
 endforeach()
 foreach(standard c++14 c++20)
   zor_add_header_test(
     clang-cl ${c_header} cpp ${standard}
     TOOLS ZOR_CLANG_CL
     COMMAND ${ZOR_CLANG_CL} /c /Zs /Wall /WX /std:${standard} /clang:-ffreestanding
-            ${clang_cxx_exceptions})
+            ${clang_cxx_exceptions} --)
 endforeach()

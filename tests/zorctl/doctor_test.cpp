@@ -2,13 +2,13 @@
 // real, with one fault after the other.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <objbase.h>
 
 #include <fstream>
 #include <optional>
 
 #include "simulator/default_scenario.h"
 #include "simulator/server.h"
+#include "tests/integration/discovery/com.h"
 #include "tests/integration/discovery/machine.h"
 #include "tests/integration/discovery/wmi_stand_in.h"
 #include "tests/integration/support/pipe_server.h"
@@ -25,19 +25,6 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
-
-class Com {
- public:
-  Com() : result_(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}
-  Com(const Com&) = delete;
-  Com& operator=(const Com&) = delete;
-  ~Com() {
-    if (SUCCEEDED(result_)) CoUninitialize();
-  }
-
- private:
-  HRESULT result_;
-};
 
 /// A machine with a driver, its package and two algorithms, and a server that offers these: without
 /// a fault until the test makes one.

@@ -9,10 +9,10 @@ struct Names {
 };
 
 struct NamesOf {
-  Names operator()(const InfoCall&) const { return {"info", "ZorIntfGetInfo"}; }
-  Names operator()(const ListCall&) const { return {"list", "ZorIntfEnum"}; }
-  Names operator()(const CreateCall&) const { return {"create", "ZorIntfCreate"}; }
-  Names operator()(const ConfigCall&) const { return {"config", "ZorIntfConfig"}; }
+  Names operator()(const InfoCall& /*call*/) const { return {"info", "ZorIntfGetInfo"}; }
+  Names operator()(const ListCall& /*call*/) const { return {"list", "ZorIntfEnum"}; }
+  Names operator()(const CreateCall& /*call*/) const { return {"create", "ZorIntfCreate"}; }
+  Names operator()(const ConfigCall& /*call*/) const { return {"config", "ZorIntfConfig"}; }
   Names operator()(const ControlCall& call) const {
     switch (call.control) {
       case Control::kStart:
@@ -24,11 +24,15 @@ struct NamesOf {
     }
     return {"destroy", "ZorIntfDestroy"};
   }
-  Names operator()(const SetCall&) const { return {"set", "ZorIntfSet"}; }
-  Names operator()(const GetCall&) const { return {"get", "ZorIntfGet"}; }
-  Names operator()(const StatusCall&) const { return {"status", "ZorIntfGetStatus"}; }
-  Names operator()(const BlobSetCall&) const { return {"blob set", "ZorIntfSetSerialized"}; }
-  Names operator()(const BlobGetCall&) const { return {"blob get", "ZorIntfGetSerialized"}; }
+  Names operator()(const SetCall& /*call*/) const { return {"set", "ZorIntfSet"}; }
+  Names operator()(const GetCall& /*call*/) const { return {"get", "ZorIntfGet"}; }
+  Names operator()(const StatusCall& /*call*/) const { return {"status", "ZorIntfGetStatus"}; }
+  Names operator()(const BlobSetCall& /*call*/) const {
+    return {"blob set", "ZorIntfSetSerialized"};
+  }
+  Names operator()(const BlobGetCall& /*call*/) const {
+    return {"blob get", "ZorIntfGetSerialized"};
+  }
 };
 
 }  // namespace

@@ -14,7 +14,7 @@ namespace {
 // fmt knows a console and writes to it what the console takes.
 void Write(std::FILE* stream, std::string_view text) {
   fmt::print(stream, "{}", text);
-  std::fflush(stream);
+  static_cast<void>(std::fflush(stream));
 }
 
 bool IsTerminal(std::FILE* stream) noexcept { return _isatty(_fileno(stream)) != 0; }
@@ -32,10 +32,10 @@ BOOL WINAPI OnConsoleControl(DWORD /*event*/) { return SetEvent(StopSignal()); }
 void Print(std::string_view text) { Write(stdout, text); }
 
 void PrintBytes(std::span<const std::uint8_t> bytes) {
-  std::fflush(stdout);
+  static_cast<void>(std::fflush(stdout));
   const int mode = _setmode(_fileno(stdout), _O_BINARY);
   const std::size_t written = std::fwrite(bytes.data(), 1, bytes.size(), stdout);
-  std::fflush(stdout);
+  static_cast<void>(std::fflush(stdout));
   _setmode(_fileno(stdout), mode);
   if (written != bytes.size()) throw std::runtime_error("standard output takes no more");
 }

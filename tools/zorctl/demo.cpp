@@ -17,6 +17,7 @@
 namespace zor::ctl {
 namespace {
 
+constexpr DWORD kConnectMs = 300;
 constexpr DWORD kLastEventPatienceMs = 5000;
 constexpr std::uint32_t kLastEvent = 3;
 
@@ -40,6 +41,8 @@ class Demo {
   explicit Demo(bool json) : json_(json) {}
 
   ExitStatus Run() try {
+    // The library's own thread connects a moment after the load; what is sent before that is lost.
+    WaitForSingleObject(events_.arrived(), kConnectMs);
     Step(InfoCall{});
     const std::string algorithm = FirstName(Step(ListCall{}));
     const Payload created = Step(CreateCall{algorithm, "first"});

@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t kDumpWidth = 16;
 
 struct TextOf {
-  std::string operator()(const std::monostate&) const { return {}; }
+  std::string operator()(const std::monostate& /*none*/) const { return {}; }
   std::string operator()(const Information& information) const {
     Table table({"WORD", "VALUE", "HEX"});
     for (std::size_t i = 0; i < information.words.size(); ++i) {
@@ -55,7 +55,7 @@ Json Number(float value) {
 struct AddTo {
   Json& json;
 
-  void operator()(const std::monostate&) const {}
+  void operator()(const std::monostate& /*none*/) const {}
   void operator()(const Information& information) const { json["info"] = information.words; }
   void operator()(const NameSlots& slots) const {
     Json names = Json::array();

@@ -17,7 +17,7 @@ std::string TakeWord(std::string_view& rest) {
   std::size_t i = 0;
   for (; i < rest.size(); ++i) {
     const char c = rest[i];
-    if (quote == 0 && kBlanks.find(c) != kBlanks.npos) break;
+    if (quote == 0 && kBlanks.find(c) != std::string_view::npos) break;
     if (quote == 0 && (c == '"' || c == '\'')) {
       quote = c;
     } else if (quote != 0 && c == quote) {

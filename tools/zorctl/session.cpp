@@ -15,7 +15,8 @@ class FilledBlob {
   FilledBlob& operator=(const FilledBlob&) = delete;
   ~FilledBlob() {
     ZorIntfFreeSerialized(0, &blob_);
-    std::free(blob_.name);  // NOLINT(cppcoreguidelines-no-malloc): the library's contract
+    // NOLINTNEXTLINE(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory): C's contract
+    std::free(blob_.name);
   }
 
   [[nodiscard]] ZorBlob* receive() noexcept { return &blob_; }

@@ -10,7 +10,7 @@ namespace zor::ctl {
 namespace {
 
 bool IsNumber(std::string_view text) {
-  return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
 /// In characters, not in bytes.

@@ -1,7 +1,6 @@
 // Shows how the server's list of algorithms is joined with what this machine has: puts up a driver
 // package with three of the simulated server's six algorithms, in a folder of its own, and sets and
 // gets the algorithm of an instance. The driver itself is a stand-in. Needs a running zorsim.
-#include <objbase.h>
 
 #include <cstdint>
 #include <exception>
@@ -10,6 +9,7 @@
 #include <string>
 
 #include "interface/zor_interface.h"
+#include "tests/integration/discovery/com.h"
 #include "tests/integration/discovery/machine.h"
 #include "tests/integration/discovery/wmi_stand_in.h"
 
@@ -17,19 +17,6 @@ namespace zor::testing {
 namespace {
 
 constexpr std::uint32_t kAlgorithms = 2;
-
-class Com {
- public:
-  Com() : result_(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}
-  Com(const Com&) = delete;
-  Com& operator=(const Com&) = delete;
-  ~Com() {
-    if (SUCCEEDED(result_)) CoUninitialize();
-  }
-
- private:
-  HRESULT result_;
-};
 
 /// Prints the step; throws when its result is another one.
 void Check(const std::string& step, ZorResult result, ZorResult expected = ZOR_SUCCESS) {
