@@ -34,20 +34,25 @@ using testing::PipeServer;
 using testing::RequestServer;
 using testing::ServerEnd;
 
-class Servers : public ::testing::Test {
- protected:
-  /// With a server that is new and as it should be, a call is answered.
-  void ExpectAnAnswer(const RemoteCall& remote) {
-    ServerEnd end(testing::kRequestPipe);
-    std::jthread server([&] {
-      EXPECT_TRUE(end.WaitForClient());
-      EXPECT_TRUE(ExchangeUpTo(end, Point::kSentReply, remote.reply()));
-    });
-    EXPECT_EQ(client_.Call(remote), ZOR_SUCCESS) << remote.name;
-  }
+/// With a server that is new and as it should be, a call is answered.
+void ExpectAnAnswer(Client& client, const RemoteCall& remote) {
+  ServerEnd end(testing::kRequestPipe);
+  std::jthread server([&] {
+    EXPECT_TRUE(end.WaitForClient());
+    EXPECT_TRUE(ExchangeUpTo(end, Point::kSentReply, remote.reply()));
+  });
+  EXPECT_EQ(client.Call(remote), ZOR_SUCCESS) << remote.name;
+}
 
-  Client client_;
-};
+/// Runs `round` with a client of its own each time, so that there are never very many handles to
+/// count.
+template <typename Round>
+void ForEachRound(std::size_t rounds, const Round& round) {
+  for (std::size_t i = 0; i < rounds && !::testing::Test::HasFailure(); ++i) {
+    Client client;
+    round(client);
+  }
+}
 
 // --- ended in the middle
 
@@ -56,10 +61,10 @@ enum class Way : std::uint8_t { kClosed, kDisconnected };
 std::string NameOf(Way way) { return way == Way::kClosed ? "Closed" : "Disconnected"; }
 void PrintTo(Way way, std::ostream* out) { *out << NameOf(way); }
 
-class EndedServers : public Servers, public ::testing::WithParamInterface<Way> {
+class EndedServers : public ::testing::TestWithParam<Way> {
  protected:
   /// `good` exchanges on one connection, then one that ends at the point.
-  void Try(const RemoteCall& remote, Point point, int good) {
+  static void Try(Client& client, const RemoteCall& remote, Point point, int good) {
     const Bytes reply = remote.reply();
     auto end = std::make_unique<ServerEnd>(testing::kRequestPipe);
     const testing::Event good_ones_over;
@@ -74,9 +79,9 @@ class EndedServers : public Servers, public ::testing::WithParamInterface<Way> {
         end->Disconnect();
       }
     });
-    for (int i = 0; i < good; ++i) EXPECT_EQ(client_.Call(remote), ZOR_SUCCESS);
+    for (int i = 0; i < good; ++i) EXPECT_EQ(client.Call(remote), ZOR_SUCCESS);
     good_ones_over.Set();
-    const ZorResult result = client_.Call(remote);
+    const ZorResult result = client.Call(remote);
     if (point == Point::kConnected && good > 0) {
       // Whether the call comes first or the end.
       EXPECT_TRUE(result == 1U || result == 2U) << remote.name;
@@ -90,24 +95,25 @@ class EndedServers : public Servers, public ::testing::WithParamInterface<Way> {
 };
 
 TEST_P(EndedServers, AtEveryPointOfEveryCall) {
-  const std::size_t rounds = Scaled(1, 50);
-  std::size_t ended = 0;
-  for (std::size_t round = 0; round < rounds && !HasFailure(); ++round) {
+  std::size_t all = 0;
+  ForEachRound(Scaled(1, 50), [&](Client& client) {
+    std::size_t ended = 0;
     for (const RemoteCall& remote : RemoteCalls()) {
       for (const Point point : kPoints) {
         for (const int good : {0, 1}) {
-          Try(remote, point, good);
-          ExpectAnAnswer(remote);
+          Try(client, remote, point, good);
+          ExpectAnAnswer(client, remote);
           ++ended;
         }
       }
     }
-  }
-  // The first opening left no handle behind.
-  EXPECT_EQ(client_.UnloadAndCountConnections(), 2 * ended);
+    // One to each that ended, and one to each that answered then.
+    EXPECT_EQ(client.UnloadAndCountConnections(), 2 * ended);
+    all += ended;
+  });
   Tally(GetParam() == Way::kClosed ? "servers that closed their pipe in an exchange"
                                    : "servers that disconnected in an exchange",
-        ended);
+        all);
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, EndedServers, ::testing::Values(Way::kClosed, Way::kDisconnected),
@@ -132,89 +138,104 @@ class ServerProcess {
   ChildProcess child_;
 };
 
-TEST_F(Servers, ThatAreKilledAtEveryPoint) {
+/// As EndedServers::Try(), with a process that is killed.
+void TryKilling(Client& client, std::size_t index, Point point, int good) {
+  const RemoteCall& remote = RemoteCalls()[index];
+  ServerProcess server("die " + std::to_string(static_cast<int>(point)) + " " +
+                       std::to_string(good) + " " + std::to_string(index));
+  for (int i = 0; i < good; ++i) EXPECT_EQ(client.Call(remote), ZOR_SUCCESS);
+  const ZorResult result = client.Call(remote);
+  if (point == Point::kConnected && good > 0) {
+    EXPECT_TRUE(result == 1U || result == 2U) << remote.name;
+  } else {
+    EXPECT_EQ(result, point == Point::kSentReply ? 0U : 1U) << remote.name;
+  }
+  EXPECT_EQ(server.process().Wait(), 0U);
+  EXPECT_EQ(client.Call(remote), ZOR_NOT_CONNECTED);
+}
+
+TEST(Servers, ThatAreKilledAtEveryPoint) {
   const std::size_t calls = Scaled(2, RemoteCalls().size());
-  const std::size_t rounds = Scaled(1, 10);
-  std::size_t killed = 0;
-  for (std::size_t round = 0; round < rounds && !HasFailure(); ++round) {
+  std::size_t all = 0;
+  std::size_t round = 0;
+  ForEachRound(Scaled(1, 10), [&](Client& client) {
+    std::size_t killed = 0;
     for (std::size_t call = 0; call < calls; ++call) {
       const std::size_t index = (7 * call + 3) % RemoteCalls().size();
-      const RemoteCall& remote = RemoteCalls()[index];
       for (const Point point : kPoints) {
-        const int good = static_cast<int>((killed + round) % 2);
-        ServerProcess server("die " + std::to_string(static_cast<int>(point)) + " " +
-                             std::to_string(good) + " " + std::to_string(index));
-        for (int i = 0; i < good; ++i) EXPECT_EQ(client_.Call(remote), ZOR_SUCCESS);
-        const ZorResult result = client_.Call(remote);
-        if (point == Point::kConnected && good > 0) {
-          EXPECT_TRUE(result == 1U || result == 2U) << remote.name;
-        } else {
-          EXPECT_EQ(result, point == Point::kSentReply ? 0U : 1U) << remote.name;
-        }
-        EXPECT_EQ(server.process().Wait(), 0U);
-        EXPECT_EQ(client_.Call(remote), ZOR_NOT_CONNECTED);
-        ExpectAnAnswer(remote);
+        TryKilling(client, index, point, static_cast<int>((call + round) % 2));
+        ExpectAnAnswer(client, RemoteCalls()[index]);
         ++killed;
       }
     }
-  }
-  EXPECT_EQ(client_.UnloadAndCountConnections(), 2 * killed);
-  Tally("server processes that were killed in an exchange", killed);
-}
-
-TEST_F(Servers, ThatAreClosedBetweenTheOpeningAndTheRequest) {
-  const std::size_t rounds = Scaled(20, 5000);
-  std::optional<ServerEnd> end;
-  {
-    // The listener opens nothing: it has no server.
-    const LogHook hook(kOpened, [&] { end.reset(); });
-    for (std::size_t round = 0; round < rounds; ++round) {
-      end.emplace(testing::kRequestPipe);
-      EXPECT_EQ(client_.Call(RemoteCalls()[round % RemoteCalls().size()]), 1U);
-    }
-  }
-  ExpectAnAnswer(RemoteCalls().front());
-  EXPECT_EQ(client_.UnloadAndCountConnections(), rounds + 1);
-  Tally("servers that were gone before the request", rounds);
-}
-
-TEST_F(Servers, ThatComeAndGoAtAnyMoment) {
-  // Whatever call it meets, a call is answered, fails, or finds nobody; and never without end.
-  const std::size_t servers = Scaled(60, 5000);
-  Random random(Seed());
-  std::atomic<bool> over{false};
-  std::jthread coming_and_going([&] {
-    for (std::size_t i = 0; i < servers; ++i) {
-      const PipeServer server(
-          testing::kRequestPipe,
-          [](ServerEnd& end) {
-            while (end.Read() && end.Write(testing::StatusReply(0xFF))) {
-            }
-          },
-          2);
-      const auto spins = random() % 40'000;
-      for (std::uint32_t spin = 0; spin < spins; ++spin) YieldProcessor();
-    }
-    over = true;
+    EXPECT_EQ(client.UnloadAndCountConnections(), 2 * killed);
+    all += killed;
+    ++round;
   });
+  Tally("server processes that were killed in an exchange", all);
+}
+
+TEST(Servers, ThatAreClosedBetweenTheOpeningAndTheRequest) {
+  const std::size_t servers = Scaled(20, 500);
+  std::size_t all = 0;
+  ForEachRound(Scaled(1, 10), [&](Client& client) {
+    std::optional<ServerEnd> end;
+    {
+      // The listener opens nothing: it has no server.
+      const LogHook hook(kOpened, [&] { end.reset(); });
+      for (std::size_t i = 0; i < servers; ++i, ++all) {
+        end.emplace(testing::kRequestPipe);
+        EXPECT_EQ(client.Call(RemoteCalls()[i % RemoteCalls().size()]), 1U);
+      }
+    }
+    ExpectAnAnswer(client, RemoteCalls().front());
+    EXPECT_EQ(client.UnloadAndCountConnections(), servers + 1);
+  });
+  Tally("servers that were gone before the request", all);
+}
+
+TEST(Servers, ThatComeAndGoAtAnyMoment) {
+  // Whatever call it meets, a call is answered, fails, or finds nobody; and never without end.
+  constexpr std::size_t kServers = 60;
   const auto status = std::ranges::find(RemoteCalls(), std::string_view("ZorIntfGetStatus"),
                                         [](const RemoteCall& remote) { return remote.name; });
-  std::array<std::size_t, 3> results{};
-  while (!over) {
-    const ZorResult result = client_.Call(*status);
-    ASSERT_LT(result, results.size());
-    ++results[result];
-  }
-  coming_and_going.join();
-  EXPECT_GT(results[0], 0U);
-  ExpectAnAnswer(*status);
-  client_.UnloadAndCountConnections();
-  Tally("servers that came and went at any moment", servers);
+  Random random(Seed());
+  std::size_t all = 0;
+  ForEachRound(Scaled(1, 80), [&](Client& client) {
+    std::atomic<bool> over{false};
+    std::jthread coming_and_going([&] {
+      for (std::size_t i = 0; i < kServers; ++i) {
+        const PipeServer server(
+            testing::kRequestPipe,
+            [&](ServerEnd& end) {
+              while (ExchangeUpTo(end, Point::kSentReply, status->reply())) {
+              }
+            },
+            2);
+        const auto spins = random() % 40'000;
+        for (std::uint32_t spin = 0; spin < spins; ++spin) YieldProcessor();
+      }
+      over = true;
+    });
+    std::array<std::size_t, 3> results{};
+    while (!over) {
+      const ZorResult result = client.Call(*status);
+      ASSERT_LT(result, results.size());
+      ++results[result];
+    }
+    coming_and_going.join();
+    EXPECT_GT(results[0], 0U);
+    ExpectAnAnswer(client, *status);
+    client.UnloadAndCountConnections();
+    all += kServers;
+  });
+  Tally("servers that came and went at any moment", all);
 }
 
 // --- there, but not at work
 
-TEST_F(Servers, ThatHangAreWaitedForAndThenAnswer) {
+TEST(Servers, ThatHangAreWaitedForAndThenAnswer) {
+  Client client;
   const std::size_t rounds = Scaled(1, 100);
   std::size_t hung = 0;
   ServerEnd end(testing::kRequestPipe);
@@ -228,16 +249,17 @@ TEST_F(Servers, ThatHangAreWaitedForAndThenAnswer) {
         EXPECT_FALSE(returned);
         EXPECT_TRUE(end.Write(remote.reply()));
       });
-      EXPECT_EQ(client_.Call(remote), ZOR_SUCCESS);
+      EXPECT_EQ(client.Call(remote), ZOR_SUCCESS);
       returned = true;
       ++hung;
     }
   }
-  EXPECT_EQ(client_.UnloadAndCountConnections(), 1U);
+  EXPECT_EQ(client.UnloadAndCountConnections(), 1U);
   Tally("servers that hung and were released", hung);
 }
 
-TEST_F(Servers, ThatDoNotReadHoldUpALargeRequestUntilTheyDo) {
+TEST(Servers, ThatDoNotReadHoldUpALargeRequestUntilTheyDo) {
+  Client client;
   const std::size_t rounds = Scaled(5, 300);
   Bytes data(1U << 20, 0xD7);
   char name[] = "large";
@@ -255,12 +277,13 @@ TEST_F(Servers, ThatDoNotReadHoldUpALargeRequestUntilTheyDo) {
       EXPECT_GT(request->size(), data.size());
       EXPECT_TRUE(end->Write(testing::SuccessReply()));
     });
-    EXPECT_EQ(client_->SetSerialized(1, &block), reads ? 0U : 1U);
+    EXPECT_EQ(client->SetSerialized(1, &block), reads ? 0U : 1U);
   }
   Tally("large requests that a server left waiting", rounds);
 }
 
-TEST_F(Servers, ThatAreBusyAreTriedAgainByEachCall) {
+TEST(Servers, ThatAreBusyAreTriedAgainByEachCall) {
+  Client client;
   const std::size_t rounds = Scaled(50, 2000);
   for (std::size_t round = 0; round < rounds; ++round) {
     const RemoteCall& remote = RemoteCalls()[round % RemoteCalls().size()];
@@ -270,8 +293,8 @@ TEST_F(Servers, ThatAreBusyAreTriedAgainByEachCall) {
                                      nullptr, OPEN_EXISTING, 0, nullptr),
                          "CreateFile");
     EXPECT_TRUE(end.WaitForClient());
-    EXPECT_EQ(client_.Call(remote), ZOR_NOT_CONNECTED);
-    EXPECT_EQ(client_.Call(remote), ZOR_NOT_CONNECTED);
+    EXPECT_EQ(client.Call(remote), ZOR_NOT_CONNECTED);
+    EXPECT_EQ(client.Call(remote), ZOR_NOT_CONNECTED);
     other.reset();
     end.Disconnect();
     std::jthread server([&] {
@@ -280,14 +303,15 @@ TEST_F(Servers, ThatAreBusyAreTriedAgainByEachCall) {
     });
     // Until it listens again it is as good as busy.
     ZorResult result = ZOR_NOT_CONNECTED;
-    while (result == ZOR_NOT_CONNECTED) result = client_.Call(remote);
+    while (result == ZOR_NOT_CONNECTED) result = client.Call(remote);
     EXPECT_EQ(result, ZOR_SUCCESS);
   }
-  EXPECT_EQ(client_.UnloadAndCountConnections(), rounds);
+  EXPECT_EQ(client.UnloadAndCountConnections(), rounds);
   Tally("servers that were busy", rounds);
 }
 
-TEST_F(Servers, ThatDieWithAReplyUnreadKeepTheirConnection) {
+TEST(Servers, ThatDieWithAReplyUnreadKeepTheirConnection) {
+  Client client;
   // As long as something is left to read, the pipe answers a peek. So each call keeps the handle,
   // fails to write, and does not read: only a new load of the library gets out of it. A server that
   // sends one reply of at most 1024 bytes to each request never leaves one unread.
@@ -299,12 +323,12 @@ TEST_F(Servers, ThatDieWithAReplyUnreadKeepTheirConnection) {
       EXPECT_TRUE(end.Write(testing::StatusReply(0xFF)));
       EXPECT_TRUE(end.Write(testing::StatusReply(0xFF)));
     });
-    EXPECT_EQ(client_.Call(RemoteCalls().front()), ZOR_SUCCESS);
+    EXPECT_EQ(client.Call(RemoteCalls().front()), ZOR_SUCCESS);
   }
   RequestServer good;
-  for (int i = 0; i < 10; ++i) EXPECT_EQ(client_->Start(1), ZOR_TRANSPORT_FAILURE);
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(client->Start(1), ZOR_TRANSPORT_FAILURE);
   EXPECT_EQ(good.connections(), 0);
-  client_.UnloadAndCountConnections();
+  client.UnloadAndCountConnections();
   const LoadedLibrary again;
   EXPECT_EQ(again->Start(1), ZOR_SUCCESS);
 }
