@@ -12,7 +12,7 @@
 #include "tests/integration/discovery/wmi_stand_in.h"
 #include "tests/integration/support/cycles.h"
 #include "tests/integration/support/loaded_library.h"
-#include "tests/integration/support/pipe_server.h"
+#include "tests/integration/support/server_end.h"
 #include "tests/integration/support/wire.h"
 
 namespace zor::hostile {
@@ -22,7 +22,6 @@ using faults::Scaled;
 using faults::Tally;
 using testing::ExpectNoMoreThan;
 using testing::LoadedLibrary;
-using testing::PipeServer;
 using testing::ServerEnd;
 using testing::SettleWithin;
 using testing::Usage;
@@ -40,6 +39,7 @@ class Session {
       EXPECT_TRUE(server_.Write(testing::SuccessReply()));
     });
     EXPECT_EQ(library_->Start(1), ZOR_SUCCESS);
+    EXPECT_TRUE(notify_.WaitForClient());
   }
 
   template <typename Call>
@@ -52,8 +52,9 @@ class Session {
   [[nodiscard]] const LoadedLibrary& library() const { return library_; }
 
  private:
-  // Keeps the listener from trying to connect, and from its log, all the time.
-  PipeServer notify_{testing::kNotifyPipe, testing::StayIdle};
+  // Keeps the listener from trying to connect, and from its log, all the time. Not a server that
+  // reads: it would give up some time, and each of its connections would cost a handle.
+  ServerEnd notify_{testing::kNotifyPipe};
   ServerEnd server_{testing::kRequestPipe};
   LoadedLibrary library_;
 };

@@ -14,7 +14,7 @@
 #include "tests/hostile/support/remote_calls.h"
 #include "tests/integration/support/debug_capture.h"
 #include "tests/integration/support/loaded_library.h"
-#include "tests/integration/support/pipe_server.h"
+#include "tests/integration/support/server_end.h"
 #include "tests/integration/support/wire.h"
 
 namespace zor::hostile {
@@ -25,7 +25,6 @@ using faults::Tally;
 using faults::WholeCampaign;
 using testing::DebugCapture;
 using testing::LoadedLibrary;
-using testing::PipeServer;
 using testing::ServerEnd;
 
 constexpr std::size_t kReplyLimit = 1024;
@@ -122,7 +121,7 @@ class Replies : public ::testing::Test {
   }
 
   // Keeps the listener's own lines out of the log.
-  PipeServer notify_{testing::kNotifyPipe, testing::StayIdle};
+  ServerEnd notify_{testing::kNotifyPipe};
   ServerEnd server_{testing::kRequestPipe};
   Records front_{Edge::kFront};
   Records back_{Edge::kBack};
