@@ -36,23 +36,25 @@ void Spin(std::uint32_t turns) {
 }
 
 /// Notifications pour in from the moment that the library is connected: its listener, which would
-/// otherwise find nothing at first and pause, looks for them when the first is there.
+/// otherwise soon find nothing and pause, looks for them when there are many.
 class PouringServer {
  public:
   /// Before each load.
   void Expect() { pouring_.Reset(); }
 
  private:
+  void Pour(testing::ServerEnd& end) {
+    constexpr int kMany = 100;
+    const Bytes message = testing::Build({.type = 5, .value = 1, .text = "text"});
+    for (int i = 0; i < kMany; ++i) {
+      if (!end.Write(message)) return;
+    }
+    pouring_.Set();
+    testing::Flood(end);
+  }
+
   testing::Event pouring_;
-  PipeServer server_{testing::kNotifyPipe,
-                     [this](testing::ServerEnd& end) {
-                       if (!end.Write(testing::Build({.type = 5, .value = 1, .text = "first"}))) {
-                         return;
-                       }
-                       pouring_.Set();
-                       testing::Flood(end);
-                     },
-                     4};
+  PipeServer server_{testing::kNotifyPipe, [this](testing::ServerEnd& end) { Pour(end); }, 4};
   LogHook hook_{kListening, [this] { static_cast<void>(pouring_.WaitMs(kPatienceMs)); }};
 };
 
