@@ -61,6 +61,21 @@ build() {
   cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
+# The rows of a table of what was tried: the lines "tally: NUMBER WHAT" of the tests' output on standard
+# input, added up by what they count. tally_rows WHERE LOST
+tally_rows() {
+  awk -v where="$1" -v lost="$2" '
+    { sub(/\r$/, "") }
+    /^tally: / {
+      what = $0
+      sub(/^tally: [0-9]+ /, "", what)
+      if (!(what in sum)) order[++count] = what
+      sum[what] += $2
+    }
+    END { for (i = 1; i <= count; i++) printf "| %s, %s | %d | %s |\n", order[i], where, sum[order[i]], lost }
+  '
+}
+
 sources() { git ls-files --cached --others --exclude-standard -- "$@"; }
 
 format() { sources '*.c' '*.cpp' '*.h' '*.hpp' | xargs clang-format -i; }
