@@ -93,7 +93,11 @@ class Notifications : public ::testing::Test {
     ++seen_;
     if (event.value != seen_) Report("marker " + std::to_string(seen_), event);
     expected_.pop_front();
-    expected_.empty() ? all_seen_.Set() : all_seen_.Reset();
+    if (expected_.empty()) {
+      all_seen_.Set();
+    } else {
+      all_seen_.Reset();
+    }
   }
 
   void Report(const std::string& expected, const Event& event) {
