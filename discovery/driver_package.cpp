@@ -55,7 +55,7 @@ bool FindDriverRow(platform::DriverQuery& query, std::uint32_t& rows) noexcept {
   return false;
 }
 
-/// The messages are spelt so; do not correct them.
+/// Says nothing of success. The messages are spelt so; do not correct them.
 void LogFailure(const DriverAnswer& answer) noexcept {
   const auto result = static_cast<unsigned>(answer.result);
   switch (answer.failed) {
@@ -100,10 +100,8 @@ DriverAnswer AskForDriver() {
 
 bool QueryDriverVersion(VersionQuad& version) {
   const DriverAnswer answer = AskForDriver();
-  if (answer.failed != QueryStep::kDone) {
-    LogFailure(answer);
-    return false;
-  }
+  LogFailure(answer);
+  if (answer.failed != QueryStep::kDone) return false;
   version = ParseVersion(answer.version);
   return true;
 }

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "messages/request.h"
 #include "tests/golden/golden_requests.h"
 #include "tests/support/messages.h"
 #include "tests/support/remote_exports.h"
@@ -105,6 +106,7 @@ void WriteInfs(Folder folder) {
   folder.Add("DriverVer=99999999999.0.0.1");
   folder.Add("DriverVer=\xC3\xA4 70000.1.2.3");
   folder.Add("[Version]\n");
+  folder.Add("DriverVer=" + std::string(513, '1'));
 }
 
 void WriteVersions(Folder folder) {
@@ -129,6 +131,18 @@ void WriteRequests(Folder folder) {
     folder.Add(Counted(bytes));
   }
   folder.Add(session);
+  // Without their arguments, and with a block that is not as long as it says.
+  for (const char* name : {"ZorIntfCreate", "ZorIntfConfig", "ZorIntfSet", "ZorIntfGet",
+                           "ZorIntfSetSerialized", "ZorIntfGetSerialized"}) {
+    for (const bool with_block : {false, true}) {
+      messages::Builder builder;
+      messages::Request request{.func_name = name, .handle = 1};
+      if (with_block) request.blob_param = messages::CreateBlobParamDirect(builder, "a", 5);
+      builder.Finish(messages::BuildRequest(builder, request));
+      folder.Add(
+          Counted({builder.GetBufferPointer(), builder.GetBufferPointer() + builder.GetSize()}));
+    }
+  }
 }
 
 std::string ReadFile(const std::filesystem::path& path) {
@@ -141,6 +155,23 @@ void WriteScenarios(Folder folder) {
       std::filesystem::path(ZOR_SOURCES) / "simulator/scenarios";
   for (const auto& entry : std::filesystem::directory_iterator(scenarios)) {
     folder.Add(ReadFile(entry.path()));
+  }
+  // What is wrong in each, the reader's own tests say.
+  for (const char* mistaken :
+       {R"({"lists": {"2": ["a\u0000b"]}})", R"({"lists": {"2": [null, 1, true, [], {}, -1.5]}})",
+        R"({"lists": {"x": [], "2": {}}})", R"({"echo_set": 1, "nothing": 2})",
+        R"({"parameters": [{"name": "supproted_algo_name"}]})",
+        R"({"parameters": [{"name": "gain", "min": 2, "max": 1, "default": 5}]})",
+        R"({"blobs": [{"name": "a", "hex": "", "fill": 1}]})",
+        R"({"blobs": [{"name": "a", "bytes": 1, "fill": 256}]})",
+        R"({"blobs": [{"name": "a", "hex": "0g"}, {"name": "a", "text": ""}]})",
+        R"({"limits": {"blob_bytes": 2}, "blobs": [{"name": "a", "bytes": 3}]})",
+        R"({"limits": {"blobs_per_instance": 0}, "blobs": [{"name": "a", "bytes": 3}]})",
+        R"({"faults": [{"drop": "unread", "call": "ZorIntfGet"}, {"no_reply": false}]})",
+        R"({"faults": [{"drop": "now"}, {"result": 1, "seed": 1}, {"call": "ZorIntfGet"}]})",
+        R"({"events": [{"on_connect": true, "close_pipes_ms": 1}, {"at_ms": 1, "drop": true}]})",
+        R"({"information": [1, 2]})", "{\n\"a\": 1e}"}) {
+    folder.Add(mistaken);
   }
   folder.Add(R"({"faults": [{"call": "ZorIntfStart", "nth": 1, "garbage_bytes": 30, "seed": 3}]})");
   folder.Add(R"({"events": [{"every_ms": 10, "count": 3, "type": 4, "flag": true, "text": "x"}]})");

@@ -10,11 +10,14 @@
 namespace zor::fuzz {
 namespace {
 
+constexpr int kMostRequests = 24;
+
 const sim::Scenario& FullScenario() {
   static const sim::Scenario scenario = [] {
     sim::ScenarioResult read = sim::LoadScenario(ZOR_SCENARIO);
     Require(read.scenario.has_value(), "the scenario cannot be read");
     read.scenario->faults.clear();  // what the server itself answers
+    read.scenario->echo_set = true;
     return *std::move(read.scenario);
   }();
   return scenario;
@@ -44,7 +47,7 @@ void Request(sim::Engine& engine, std::span<const std::uint8_t> bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   zor::fuzz::Input input(data, size);
   zor::sim::Engine engine(zor::fuzz::FullScenario());
-  while (!input.empty()) {
+  for (int i = 0; i < zor::fuzz::kMostRequests && !input.empty(); ++i) {
     const std::uint16_t length = input.Word();
     zor::fuzz::Request(engine, input.Bytes(length));
   }

@@ -11,6 +11,8 @@ package_packages=(llvm)
 test_packages=("${package_packages[@]}" clang lld pkgconf)
 lint_packages=(clang-format clang-tidy shellcheck cppcheck)
 fuzz_packages=(clang libclang-rt-14-dev)
+# The tools for the system's remote procedure call, which a call is compared with.
+bench_packages=(libbenchmark-dev mingw-w64-tools)
 coverage_packages=("${fuzz_packages[@]}" llvm-14)
 docs_packages=(doxygen doxygen-awesome-css graphviz mscgen fonts-dejavu-core python3)
 
@@ -26,6 +28,7 @@ need_package() { install_missing "${package_packages[@]}"; }
 need_test() { install_missing "${test_packages[@]}"; }
 need_lint() { install_missing "${lint_packages[@]}"; }
 need_fuzz() { install_missing "${fuzz_packages[@]}"; }
+need_bench() { install_missing "${bench_packages[@]}"; }
 need_coverage() { install_missing "${coverage_packages[@]}"; }
 need_docs() { install_missing "${docs_packages[@]}"; }
 
@@ -56,6 +59,21 @@ build() {
   mkdir -p build
   cmake --preset "$preset" >"$log" 2>&1 || { cat "$log" >&2 && fail "configuring $preset failed"; }
   cmake --build --preset "$preset" ${1:+--target "$@"}
+}
+
+# The rows of a table of what was tried: the lines "tally: NUMBER WHAT" of the tests' output on standard
+# input, added up by what they count. tally_rows WHERE LOST
+tally_rows() {
+  awk -v where="$1" -v lost="$2" '
+    { sub(/\r$/, "") }
+    /^tally: / {
+      what = $0
+      sub(/^tally: [0-9]+ /, "", what)
+      if (!(what in sum)) order[++count] = what
+      sum[what] += $2
+    }
+    END { for (i = 1; i <= count; i++) printf "| %s, %s | %d | %s |\n", order[i], where, sum[order[i]], lost }
+  '
 }
 
 sources() { git ls-files --cached --others --exclude-standard -- "$@"; }

@@ -13,21 +13,21 @@ measure() {
   for program in "$bin"/*; do [ -f "$program" ] && programs+=(-object "$program"); done
   "$llvm/llvm-profdata" merge -o "build/$1/merged.profdata" "build/$1/profiles"/*.profraw
   "$llvm/llvm-cov" export "${programs[@]}" -instr-profile="build/$1/merged.profdata" \
-    -ignore-filename-regex='/(build|tests|fuzz|simulator/main)/|^/usr|/build/' \
-    >"build/$1/coverage.json"
+    -skip-functions >"build/$1/coverage.json"
 }
 
 build coverage
 rm -rf build/coverage/profiles
 # Four files for all the processes of a program, or there would be thousands.
-LLVM_PROFILE_FILE="$PWD/build/coverage/profiles/%m-%4m.profraw" \
+LLVM_PROFILE_FILE="$PWD/build/coverage/profiles/%4m.profraw" \
   ctest --preset coverage --parallel 2 --output-on-failure >build/coverage/tests.log ||
   fail "tests failed, see build/coverage/tests.log"
 measure coverage
 
-build fuzz-coverage
+targets=(fuzz/corpus/*)
+build fuzz-coverage "${targets[@]/#fuzz\/corpus\//fuzz_}"
 rm -rf build/fuzz-coverage/profiles
-for target in fuzz/corpus/*; do
+for target in "${targets[@]}"; do
   LLVM_PROFILE_FILE="$PWD/build/fuzz-coverage/profiles/$(basename "$target").profraw" \
     "build/fuzz-coverage/bin/fuzz_$(basename "$target")" -runs=0 "$target" \
     >"build/fuzz-coverage/$(basename "$target").log" 2>&1 ||

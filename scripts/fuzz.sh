@@ -7,8 +7,10 @@ cd "$(dirname "$0")/.."
 usage() {
   cat <<'TEXT'
 usage: scripts/fuzz.sh                every target: its corpus and a short run, as a test
-       scripts/fuzz.sh TARGET [RUNS]  one target on both processors; 1000000 runs unless given
-       scripts/fuzz.sh merge          take what was found into fuzz/corpus, as few inputs as cover it
+       scripts/fuzz.sh TARGET [RUNS [SECONDS]]
+                                      one target, 1000000 runs unless given, at most so many seconds;
+                                      in as many processes as JOBS says, or as there are processors
+       scripts/fuzz.sh --merge        take what was found into fuzz/corpus, as few inputs as cover it
 
 Targets are the folders of fuzz/corpus. What is found gathers in build/fuzz/found; an input that
 fails is written there too, with the word "crash", "timeout" or "oom" in its name:
@@ -19,17 +21,18 @@ TEXT
 found=build/fuzz/found
 targets() { ls fuzz/corpus; }
 
-# Half of the runs in each of two processes, which share what they find.
+# The runs are shared by the processes, which also share what they find. Leaks are looked for when a
+# process ends: after each run it takes milliseconds.
 fuzz_target() {
-  local target=$1 runs=$2 half pids=() pid status=0
-  half=$(((runs + 1) / 2))
+  local target=$1 runs=$2 seconds=$3 jobs=${JOBS:-$(nproc)} job log pids=() pid status=0
   mkdir -p "$found/$target"
-  for seed in "$RANDOM" "$RANDOM"; do
-    "build/fuzz/bin/fuzz_$target" -seed="$seed" -runs="$half" -max_len=3000 -print_final_stats=1 \
-      -artifact_prefix="$found/$target-" "$found/$target" "fuzz/corpus/$target" \
-      >"$found/$target.$seed.log" 2>&1 &
+  for ((job = 0; job < jobs; job++)); do
+    log="$found/$target.$job.log"
+    "build/fuzz/bin/fuzz_$target" -seed="$((RANDOM + 1))" -runs=$(((runs + jobs - 1) / jobs)) \
+      -max_total_time="$seconds" -max_len=3000 -detect_leaks=0 -reload=10 -print_final_stats=1 \
+      -artifact_prefix="$found/$target-" "$found/$target" "fuzz/corpus/$target" >"$log" 2>&1 &
     pids+=($!)
-    logs+=("$found/$target.$seed.log")
+    logs+=("$log")
   done
   for pid in "${pids[@]}"; do wait "$pid" || status=1; done
   return "$status"
@@ -41,7 +44,7 @@ merge() {
     [ -d "$found/$target" ] || continue
     mkdir -p "$found/$target.merged"
     rm -f "$found/$target.merged"/*
-    "build/fuzz/bin/fuzz_$target" -set_cover_merge=1 "$found/$target.merged" \
+    "build/fuzz/bin/fuzz_$target" -set_cover_merge=1 -use_counters=0 "$found/$target.merged" \
       "fuzz/corpus/$target" "$found/$target" 2>"$found/$target.merge.log" ||
       fail "the inputs of $target do not all pass, see $found/$target.merge.log"
     rm -f "fuzz/corpus/$target"/*
@@ -56,16 +59,22 @@ case "${1:-}" in
     exit
     ;;
 esac
-build fuzz
 logs=()
 case "${1:-}" in
-  "") ctest --preset fuzz --parallel 2 ;;
-  merge) merge ;;
+  "")
+    build fuzz
+    ctest --preset fuzz --parallel 2
+    ;;
+  --merge)
+    for target in $(targets); do build fuzz "fuzz_$target"; done
+    merge
+    ;;
   *)
     [ -d "fuzz/corpus/$1" ] || fail "no such target: $1. There are: $(targets | tr '\n' ' ')"
+    build fuzz "fuzz_$1"
     say "Fuzzing: $1"
     status=0
-    fuzz_target "$1" "${2:-1000000}" || status=1
+    fuzz_target "$1" "${2:-1000000}" "${3:-0}" || status=1
     grep -hE '^stat::number_of_executed_units|^fuzz: |^==.*ERROR|^SUMMARY' "${logs[@]}" || true
     [ "$status" -eq 0 ] || fail "an input fails: see $found/$1-*"
     ;;

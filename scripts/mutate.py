@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Breaks the product in deliberate ways and shows that the native tests notice every one.
 
-usage: scripts/mutate.py [--area AREA] [--jobs N]
+usage: scripts/mutate.py [--area AREA]... [--jobs N]
 
 Works in copies of the tree below build/mutation; the tree itself is not touched. Prints a table,
 and fails when a mistake survives, or no longer applies because the product has changed: then
@@ -25,7 +25,7 @@ from mutations import MUTATIONS  # noqa: E402
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutation"
-TIME_LIMIT = 300  # of one test program, in seconds; a mistake that makes it hang is noticed, too
+TIME_LIMIT = 60  # of one test program, in seconds; a mistake that makes it hang is noticed, too
 
 # The programs that look at a folder's mistakes first. Those that are left look at what they miss.
 FIRST = {
@@ -36,6 +36,9 @@ FIRST = {
     "notify": ["unit_notify"],
     "transport": ["unit_transport", "unit_calls", "unit_allocations"],
 }
+
+# What the public header promises is checked by compiling.
+BY_COMPILING = ["zor_abi_layout_c99", "zor_abi_layout_cxx20"]
 
 Mutation = collections.namedtuple("Mutation", "area file old new")
 Verdict = collections.namedtuple("Verdict", "kind detail seconds")
@@ -115,6 +118,8 @@ def try_mutation(copy, mutation, everything):
             noticed = copy.test(program)
             if noticed:
                 return verdict("noticed", noticed)
+        if not copy.make(BY_COMPILING):  # though everything else does compile
+            return verdict("noticed", f"{BY_COMPILING[0]}: does not compile")
         return verdict("SURVIVED", "")
     finally:
         path.write_text(original, encoding="utf-8")
@@ -122,13 +127,15 @@ def try_mutation(copy, mutation, everything):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n", maxsplit=1)[0])
-    parser.add_argument("--area", help="only the mistakes of this area")
-    parser.add_argument("--jobs", type=int, default=min(2, os.cpu_count() or 1), help="copies at work")
+    parser.add_argument("--area", action="append", help="only the mistakes of this area, and of others so named")
+    parser.add_argument("--jobs", type=int, default=os.environ.get("JOBS") or min(2, os.cpu_count() or 1),
+                        help="copies at work; the environment's JOBS, or two")
     arguments = parser.parse_args()
     mutations = [Mutation(*entry) for entry in MUTATIONS
-                 if arguments.area in (None, entry[0])]
-    if not mutations:
-        raise SystemExit(f"mutate: there is no area {arguments.area}")
+                 if arguments.area is None or entry[0] in arguments.area]
+    unknown = set(arguments.area or ()) - {mutation.area for mutation in mutations}
+    if unknown:
+        raise SystemExit(f"mutate: there is no area {', '.join(unknown)}")
 
     WORK.mkdir(parents=True, exist_ok=True)
     everything = programs(ROOT)

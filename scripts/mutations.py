@@ -50,10 +50,10 @@ MUTATIONS = [
     # The schema, and what is built and checked.
     ("schema", "messages/zor_messages.fbs", "  handle:uint32;\n  /// Replies: 0 or absent is success.\n  result:uint32;", "  result:uint32;\n  /// Replies: 0 or absent is success.\n  handle:uint32;"),
     ("schema", "messages/request.cpp", "kRequestStatus = 7", "kRequestStatus = 8"),
-    ("schema", "messages/reply.cpp", "kMaxDepth = 64", "kMaxDepth = 32"),
+    ("schema", "messages/reply.cpp", "kMaxDepth = 64", "kMaxDepth = 1"),
     ("schema", "messages/reply.cpp", "kMaxTables = 1'000'000", "kMaxTables = 2"),
     ("schema", "messages/reply.cpp", "kCheckAlignment = true", "kCheckAlignment = false"),
-    ("schema", "messages/reply.cpp", "bytes.size() <= sizeof(flatbuffers::uoffset_t)", "bytes.size() < sizeof(flatbuffers::uoffset_t)"),
+    ("schema", "messages/reply.cpp", "bytes.size() <= sizeof(flatbuffers::uoffset_t)", "bytes.size() > sizeof(flatbuffers::uoffset_t)"),
     # Instance calls.
     ("instance calls", "calls/instance_calls.cpp", "handle = reply->handle();", "handle = reply->result();"),
     ("instance calls", "calls/instance_calls.cpp", "status = reply->status();", "status = reply->handle();"),
@@ -112,7 +112,7 @@ MUTATIONS = [
     ("driver package", "discovery/driver_package.cpp", "  path.clear();\n", ""),
     ("driver package", "discovery/driver_package.cpp", "if (*version == driver_version) {", "if (*version >= driver_version) {"),
     ("driver package", "discovery/driver_package.h", 'L"zorapo.inf_"', 'L"zorapo.inf"'),
-    ("driver package", "discovery/driver_version.cpp", "SplitString(text, L'.', true)", "SplitString(text, L'.', false)"),
+    ("driver package", "discovery/driver_version.cpp", "(negative ? 0 - value : value)", "(value)"),
     ("driver package", "discovery/driver_version.cpp", "if (value > std::numeric_limits<std::uint32_t>::max()) {", "if (value >= std::numeric_limits<std::uint32_t>::max()) {"),
     ("driver package", "discovery/inf_file.cpp", '"DriverVer"', '"DriverVersion"'),
     ("driver package", "discovery/inf_file.cpp", "  inf.exceptions(std::ios_base::badbit);\n", ""),

@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
-# Builds and runs every test, and ends with the line "N passed, N failed".
+# Builds and runs every test; ends with a table of what the campaign's slices have tried, and with the
+# line "N passed, N failed".
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/common.sh
 
 passed=0
 failed=0
+table=
 
 # Runs the tests of one preset and counts them.
 run_tests() {
@@ -19,6 +21,8 @@ run_tests() {
   [ "${total:-0}" -gt 0 ] || fail "the preset $1 has no tests"
   passed=$((passed + total - bad))
   failed=$((failed + bad))
+  table+=$(tally_rows "$1" "$([ "$bad" -eq 0 ] && echo 0 || echo failed)" \
+    <"build/$1/Testing/Temporary/LastTest.log")$'\n'
 }
 
 for preset in native asan tsan; do
@@ -33,5 +37,8 @@ wine build/windows/bin/wine_anchor.exe </dev/null >/dev/null 2>&1 &
 wine cmd /c exit </dev/null >/dev/null 2>&1 # returns when Wine's services are up
 run_tests windows
 
+say "What was tried, and what was lost"
+printf '%s\n' '| what was tried | how often | lost |' '|---|---:|---:|'
+sed '/^$/d' <<<"$table"
 printf '\n%d passed, %d failed\n' "$passed" "$failed"
 [ "$failed" -eq 0 ]

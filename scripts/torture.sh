@@ -6,11 +6,12 @@ cd "$(dirname "$0")/.."
 
 usage() {
   cat <<'TEXT'
-usage: scripts/torture.sh [--short] [PART...]
+usage: scripts/torture.sh [--short] [--fuzz-seconds N] [PART...]
 
 Runs the parts of the campaign, the programs in scripts/torture, and prints what was tried and what
-was lost. The whole of it takes hours, and then writes its table into docs/reliability.md; --short
-makes a small slice of each part, for trying the parts themselves out.
+was lost. The whole of a part writes its table into docs/reliability.md, and can take hours; --short
+makes a small slice of each, for trying the parts themselves out. --fuzz-seconds ends each fuzz
+target after that time: some take hours for their ten million inputs.
 
 A part writes rows of the table to standard output, "| what was tried | how often | lost |", and all
 else to standard error. It fails when anything is lost. With ZOR_TORTURE unset it makes its slice.
@@ -19,42 +20,47 @@ TEXT
 
 export ZOR_TORTURE=1
 parts=()
-for argument in "$@"; do
-  case "$argument" in
+while [ $# -gt 0 ]; do
+  case "$1" in
     -h | --help) usage && exit ;;
     --short) unset ZOR_TORTURE ;;
+    --fuzz-seconds)
+      shift
+      export ZOR_FUZZ_SECONDS=${1:?"how many seconds?"}
+      ;;
     *)
-      [ -x "scripts/torture/$argument" ] ||
-        fail "no such part: $argument. There are: $(ls -x scripts/torture)"
-      parts+=("$argument")
+      [ -x "scripts/torture/$1" ] || fail "no such part: $1. There are: $(ls -x scripts/torture)"
+      parts+=("$1")
       ;;
   esac
+  shift
 done
-everything=
 if [ ${#parts[@]} -eq 0 ]; then
   for part in scripts/torture/*; do parts+=("$(basename "$part")"); done
-  everything=${ZOR_TORTURE:-}
 fi
 
+# Prints the rows of a part as a table; those of a whole run also into the page.
+report() {
+  local rows="build/torture/$1.rows"
+  {
+    printf '| what was tried | how often | lost |\n|---|---:|---:|\n'
+    cat "$rows"
+    printf '\n%s, %s processors, Debian %s, in %d minutes.\n' "$(date -u +%Y-%m-%d)" "$(nproc)" \
+      "$(cat /etc/debian_version)" $((($2 + 59) / 60))
+  } >"$rows.table"
+  if [ -n "${ZOR_TORTURE:-}" ] && grep -q "^<!-- $1: " docs/reliability.md; then
+    scripts/fill_region.py docs/reliability.md "$1" <"$rows.table"
+  else
+    cat "$rows.table"
+  fi
+}
+
 mkdir -p build/torture
-table=build/torture/table.md
-printf '| what was tried | how often | lost |\n|---|---:|---:|\n' >"$table"
 failed=()
 for part in "${parts[@]}"; do
   say "Torture: $part"
   begin=$SECONDS
-  "scripts/torture/$part" 2>"build/torture/$part.log" | tee -a "$table" || failed+=("$part")
-  printf '%s: %d s\n' "$part" $((SECONDS - begin)) | tee -a build/torture/times.txt
+  "scripts/torture/$part" 2>"build/torture/$part.log" >"build/torture/$part.rows" || failed+=("$part")
+  report "$part" $((SECONDS - begin))
 done
-
-say "What was tried, and what was lost"
-if [ -n "$everything" ] && [ ${#failed[@]} -eq 0 ]; then
-  {
-    cat "$table"
-    printf '\nOn %s, %s, Debian %s.\n' "$(date -u +%Y-%m-%d)" "$(nproc) processors" \
-      "$(cat /etc/debian_version)"
-  } | scripts/fill_region.py docs/reliability.md campaign
-else
-  cat "$table"
-fi
 [ ${#failed[@]} -eq 0 ] || fail "lost something: ${failed[*]}; see build/torture"

@@ -129,12 +129,11 @@ class Server::Impl {
   /// threads cannot do.
   void Control() {
     for (;;) {
-      std::vector<Effect> effects;
       DWORD wait = INFINITE;
       {
         const std::lock_guard lock(engine_mutex_);
         const auto now = Elapsed<milliseconds>();
-        effects = engine_.TakeDue(now);
+        std::vector<Effect> effects = engine_.TakeDue(now);
         wait = ToWait(engine_.NextDue(), now);
         Perform(effects);
       }

@@ -36,6 +36,8 @@ TEST(ResultCategory, ComparesWithResultsAndWithTheStandardsConditions) {
   EXPECT_NE(MakeErrorCode(ZOR_UNKNOWN_ALGORITHM), std::errc::io_error);
   EXPECT_EQ(MakeErrorCode(kRefused).default_error_condition(),
             std::error_condition(77, ResultCategory()));
+  EXPECT_EQ(MakeErrorCode(ZOR_SUCCESS).default_error_condition(),
+            std::error_condition(0, ResultCategory()));
 }
 
 TEST_F(ClientTest, GetsTheInformation) {

@@ -48,6 +48,17 @@ std::string Text(const Event& event) {
   return text;
 }
 
+TEST_F(Events, ThatAreOnTheirWayWhenTheCallbackGoesAreDropped) {
+  int seen = 0;
+  {
+    const ScopedEventCallback callback([&](const Event& /*event*/) { ++seen; });
+  }
+  // The library has read the callback's address before it was taken away.
+  ZorEvent late = {};
+  detail::DeliverEvent(&late);
+  EXPECT_EQ(seen, 0);
+}
+
 TEST_F(Events, HaveTheMembersOfTheirType) {
   std::vector<std::string> seen;
   const ScopedEventCallback callback([&](const Event& event) { seen.push_back(Text(event)); });

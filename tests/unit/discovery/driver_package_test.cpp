@@ -19,7 +19,7 @@ using ::testing::IsEmpty;
 
 class DriverPackageTest : public scripted::MachineTest {
  protected:
-  const DriverStore rules_;
+  const DriverStore rules_{};
   std::wstring path_ = L"untouched";
   VersionQuad version_ = {9, 9, 9, 9};
 };
@@ -231,6 +231,13 @@ TEST_F(FindDriverPackageTest, TakesTheDriversVersion) {
   EXPECT_TRUE(FindDriverPackage(rules_, {1, 0, 0, 5}, path_));
   EXPECT_EQ(path_, folder);
   EXPECT_THAT(TheOutput().TakeWide(), IsEmpty());
+}
+
+TEST_F(FindDriverPackageTest, TakesNoNewerVersionForTheDrivers) {
+  AddPackageOfVersion(L"zorapo.inf_1", "1.0.0.7");
+  const auto folder = AddPackageOfVersion(L"zorapo.inf_2", "1.0.0.5");
+  EXPECT_TRUE(FindDriverPackage(rules_, {1, 0, 0, 5}, path_));
+  EXPECT_EQ(path_, folder);
 }
 
 TEST_F(FindDriverPackageTest, ReadsNoFurtherThanTheDriversVersion) {

@@ -49,6 +49,14 @@ TEST_F(LibraryScanTest, NamesAnAlgorithmOnceForEachLibrary) {
   EXPECT_THAT(List(), ElementsAre(L"general", L"whisper", L"general"));
 }
 
+TEST(NamesOfLibrary, AreAllThatFit) {
+  AlgorithmCatalogue catalogue;
+  catalogue[L"first"] = L"K1.*";
+  catalogue[L"other"] = L"K2.*";
+  catalogue[L"second"] = L"K.*";
+  EXPECT_THAT(NamesOfLibrary(catalogue, L"K1.dll"), ElementsAre(L"first", L"second"));
+}
+
 TEST_F(LibraryScanTest, NamesNoLibraryThatTheCatalogueDoesNotKnow) {
   AddLibrary(folder_, L"K999999.dll");
   EXPECT_THAT(List(), IsEmpty());

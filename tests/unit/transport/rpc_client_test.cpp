@@ -66,6 +66,23 @@ TEST_F(LoadAndUnload, UnloadClosesTheRequestPipeThenTheNotifyPipeAndThenJoins) {
                                              "DisconnectPipe #4", "ClosePipe #4", "JoinThread"));
 }
 
+// What a call that should not be under way has opened meanwhile.
+TEST_F(LoadAndUnload, UnloadClosesAgainTheRequestPipeThenTheNotifyPipe) {
+  TheThreads().SetBegin(Threads::Begin::kNever);
+  ThePipes().Listen(kNotifyPipe);
+  ThePipes().Listen(kRequestPipe);
+  Load();
+  RpcClient& client = TheLibrary().client;
+  TheCalls().Before(Function::kJoinThread, [&client] {
+    EXPECT_TRUE(ConnectToServer(*client.notify));
+    EXPECT_TRUE(ConnectToServer(*client.request));
+    static_cast<void>(TheCalls().Take());
+  });
+  Unload();
+  EXPECT_THAT(TheCalls().Take(), ElementsAre("JoinThread", "DisconnectPipe #8", "ClosePipe #8",
+                                             "DisconnectPipe #4", "ClosePipe #4"));
+}
+
 TEST_F(LoadAndUnload, UnloadWithoutAServerClosesNothing) {
   Load();
   ASSERT_EQ(TheThreads().WaitForPause(), 1U);
