@@ -39,6 +39,7 @@ class Notifications : public ::testing::Test {
       const std::lock_guard lock(mutex_);
       if (!wrong_.empty()) return;
       expected_.push_back(Expected(message));
+      all_seen_.Reset();
     }
     ++tried_;
     ASSERT_TRUE(server_.Write(message));
@@ -93,7 +94,7 @@ class Notifications : public ::testing::Test {
     ++seen_;
     if (event.value != seen_) Report("marker " + std::to_string(seen_), event);
     expected_.pop_front();
-    expected_.empty() ? all_seen_.Set() : all_seen_.Reset();
+    if (expected_.empty()) all_seen_.Set();
   }
 
   void Report(const std::string& expected, const Event& event) {

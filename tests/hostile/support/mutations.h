@@ -1,6 +1,7 @@
 /// Making bad messages out of good ones.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <span>

@@ -11,9 +11,11 @@ ChildProcess::ChildProcess(const std::wstring& program, const std::wstring& argu
   STARTUPINFOW startup{};
   startup.cb = sizeof(startup);
   PROCESS_INFORMATION child{};
-  if (CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                     &startup, &child) == FALSE) {
-    ThrowLastError("CreateProcess");
+  int attempts = 3;
+  while (CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                        &startup, &child) == FALSE) {
+    // Wine's word for one that has not even begun, which on a busy machine one in a thousand does.
+    if (GetLastError() != ERROR_INTERNAL_ERROR || --attempts == 0) ThrowLastError("CreateProcess");
   }
   process_ = UniqueHandle(child.hProcess);
   const UniqueHandle thread(child.hThread);
