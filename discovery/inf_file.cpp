@@ -10,13 +10,18 @@ namespace {
 /// more than the stack of an application's thread.
 constexpr std::size_t kLongestMatch = 512;
 
+/// Digits are those of every script, as far as the runtime knows them.
+bool MayMatch(wchar_t character) noexcept {
+  constexpr wchar_t kLastAscii = 0x7F;
+  return (character >= L'0' && character <= L'9') || character == L'.' || character > kLastAscii;
+}
+
 bool CanBeSearched(const std::wstring& line) {
-  constexpr auto kCharacters = L"0123456789.";
-  for (std::size_t begin = 0, end = 0; begin < line.size(); begin = end + 1) {
-    end = std::min(line.find_first_not_of(kCharacters, begin), line.size());
-    if (end - begin > kLongestMatch) return false;
-  }
-  return true;
+  std::size_t run = 0;
+  return std::all_of(line.begin(), line.end(), [&run](wchar_t character) {
+    run = MayMatch(character) ? run + 1 : 0;
+    return run <= kLongestMatch;
+  });
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ std::size_t MatchLength(const std::wstring& line, std::size_t at) {
 PlainVersion PlainFind(const std::wstring& line) {
   std::size_t run = 0;
   for (const wchar_t c : line) {
-    run = IsDigit(c) || c == L'.' ? run + 1 : 0;
+    run = IsDigit(c) || c == L'.' || c > L'\x7F' ? run + 1 : 0;
     if (run > 512) return {.outcome = PlainVersion::kTooLong};
   }
   for (std::size_t at = 0; at < line.size(); ++at) {

@@ -8,7 +8,8 @@ namespace {
 
 /// Made by the library's static initialisation, destroyed at unload.
 struct Loaded {
-  std::unique_ptr<Library> library = std::make_unique<Library>();
+  std::unique_ptr<Library> owner = std::make_unique<Library>();
+  Library& library = *owner;
 
   Loaded() = default;
   Loaded(const Loaded&) = delete;
@@ -17,7 +18,7 @@ struct Loaded {
   ~Loaded() {
     // When the whole process ends, the system has already ended the listener wherever it stood,
     // perhaps with the heap's lock in its hands, and takes everything back itself: touch nothing.
-    if (platform::ProcessIsEnding()) static_cast<void>(library.release());
+    if (platform::ProcessIsEnding()) static_cast<void>(owner.release());
   }
 };
 
@@ -26,6 +27,6 @@ const Loaded loaded;  // NOLINT(cert-err58-cpp)
 
 }  // namespace
 
-Library& TheLibrary() noexcept { return *loaded.library; }
+Library& TheLibrary() noexcept { return loaded.library; }
 
 }  // namespace zor

@@ -44,6 +44,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -316,8 +317,13 @@ class Instance {
 
   /// Destroys the instance [ZorIntfDestroy]. A failure is not reported: call Destroy() to see it.
   ~Instance() {
-    std::error_code ignored;
-    if (handle_) Destroy(ignored);
+    if (!handle_) return;
+    try {
+      std::error_code ignored;
+      Destroy(ignored);
+    } catch (const std::exception&) {
+      // No memory for the request, or a mutex that refuses: nobody is left to tell.
+    }
   }
 
   /// Whether there is an instance.

@@ -55,11 +55,13 @@
  *   process's search for libraries (`SetDllDirectoryW`), where it stays: it is not set back.
  *
  * ## Errors
- * A result is a number (see ::ZorResult); nothing else is reported, but each failure also writes a
- * line with the prefix "[zor] " to the debugger output. No call checks a pointer to a record for
- * null: a null record is the caller's fault. An allocation failure inside the library leaves it as
- * the C++ exception `std::bad_alloc`, from any call but ZorIntfRegEventCallback() and
- * ZorIntfFreeSerialized(); no other exception leaves a call.
+ * A result is a number (see ::ZorResult); nothing else is reported. A pipe that cannot be opened, a
+ * reply that is no valid message, a refusal of the server and a step of the driver's search that
+ * fails also write a line with the prefix "[zor] " to the debugger output; other failures write
+ * none. No call checks a pointer to a record for null: a null record is the caller's fault. An
+ * allocation failure inside the library leaves it as the C++ exception `std::bad_alloc`, from any
+ * call but ZorIntfRegEventCallback() and ZorIntfFreeSerialized(); no other exception of the
+ * library's own leaves a call.
  */
 #ifndef ZOR_INTERFACE_H
 #define ZOR_INTERFACE_H
@@ -96,10 +98,10 @@ enum {
       not a valid message; or a local step of the call failed. */
   ZOR_TRANSPORT_FAILURE = 1,
   /** The request pipe could not be opened: the server is not running, or all its pipe instances
-      are busy. The call had no effect; the next call tries again. */
+      are busy. Nothing was sent; the next call tries again. */
   ZOR_NOT_CONNECTED = 2,
-  /** ZorIntfSet() or ZorIntfGet() of "supproted_algo_name": no algorithm of the list that
-      ZorIntfEnum() returned has this id, or ZorIntfEnum() has not been called. */
+  /** ZorIntfSet() or ZorIntfGet() of "supproted_algo_name": no algorithm that ZorIntfEnum()
+      was told of by the server has this id, or ZorIntfEnum() has not been called. */
   ZOR_UNKNOWN_ALGORITHM = 3
 };
 
@@ -245,9 +247,10 @@ ZOR_API ZorResult ZorIntfDestroy(uint32_t handle);
  * that none fills is null, and an algorithm whose id lies beyond the last slot is not shown, though
  * ZorIntfSet() takes its id.
  *
- * An algorithm's id is its position in all that was ever enumerated with selector 2: every such
- * call appends the server's list again, and nothing is removed. Enumerate once, and keep the ids:
- * after a later call, an id may be another than before.
+ * An algorithm's id is its position in the server's list; where the list differs from the
+ * server's, its position in all that was ever enumerated with selector 2: every such call appends
+ * the server's list again, and nothing is removed. Enumerate once, and keep the ids: after a later
+ * call, an id may be another than before.
  * @param         selector  Which list. The server sees the low 8 bits; only the number 2 itself
  *                          looks at this machine.
  * @param[in,out] list      Zeroed before its first use. On success its previous contents are freed
@@ -280,7 +283,9 @@ ZOR_API ZorResult ZorIntfFreeSerialized(uint32_t handle, ZorBlob* blob);
  * the result is ::ZOR_UNKNOWN_ALGORITHM, and `value` holds the server's id.
  * @param         handle  From ZorIntfCreate().
  * @param[in,out] param   `name` says which; `value` is sent along and, on success, replaced by the
- *                        value in the reply. A reply without a parameter leaves it as it was.
+ *                        value in the reply. A reply without a parameter leaves it as it was; of
+ *                        "supproted_algo_name" what was passed in is then taken for the server's
+ * id.
  * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED, ::ZOR_UNKNOWN_ALGORITHM or
  *         the server's own result.
  */
@@ -338,9 +343,9 @@ ZOR_API ZorResult ZorIntfRegEventCallback(ZorEventCallback callback);
  *
  * The parameter "supproted_algo_name" (spelt so) carries an algorithm id: a position in the list of
  * ZorIntfEnum() with selector 2, translated into the server's id before it is sent. The record's
- * `value` then holds the server's id, whatever the result, except ::ZOR_UNKNOWN_ALGORITHM, when
- * nothing was sent and the record is as it was. Of the algorithms that this machine does not have,
- * all with the id -1.0, the value -1.0 sends the first.
+ * `value` then holds the server's id, whatever the result, unless no algorithm has the id: then the
+ * result is ::ZOR_UNKNOWN_ALGORITHM, nothing was sent and the record is as it was. Of the
+ * algorithms that this machine does not have, all with the id -1.0, the value -1.0 sends the first.
  * @param         handle  From ZorIntfCreate().
  * @param[in,out] param   What to set. A server that answers with the parameter updates `value`.
  * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED, ::ZOR_UNKNOWN_ALGORITHM or

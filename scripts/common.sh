@@ -11,6 +11,8 @@ package_packages=(llvm)
 test_packages=("${package_packages[@]}" clang lld pkgconf)
 lint_packages=(clang-format clang-tidy shellcheck cppcheck)
 fuzz_packages=(clang libclang-rt-14-dev)
+# The tools for the system's remote procedure call, which a call is compared with.
+bench_packages=(libbenchmark-dev mingw-w64-tools)
 coverage_packages=("${fuzz_packages[@]}" llvm-14)
 docs_packages=(doxygen doxygen-awesome-css graphviz mscgen fonts-dejavu-core python3)
 
@@ -26,6 +28,7 @@ need_package() { install_missing "${package_packages[@]}"; }
 need_test() { install_missing "${test_packages[@]}"; }
 need_lint() { install_missing "${lint_packages[@]}"; }
 need_fuzz() { install_missing "${fuzz_packages[@]}"; }
+need_bench() { install_missing "${bench_packages[@]}"; }
 need_coverage() { install_missing "${coverage_packages[@]}"; }
 need_docs() { install_missing "${docs_packages[@]}"; }
 

@@ -4,11 +4,11 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/common.sh
 
-# What ships, by the build that has it. The tests have the compilers' warnings and the sanitizers; a
-# run over them takes longer than all else here.
+# What ships, by the build that has it. The tests and benchmarks have the compilers' warnings, the
+# tests the sanitizers too; a run over them takes longer than all else here.
 windows_sources='/win32/|^tools/|^examples/|^interface/load\.cpp|^simulator/main\.cpp'
-windows_only() { sources '*.cpp' ':!tests' ':!fuzz' | grep -E "$windows_sources"; }
-portable() { sources '*.cpp' ':!tests' ':!fuzz' | grep -Ev "$windows_sources"; }
+windows_only() { sources '*.cpp' ':!tests' ':!fuzz' ':!bench' | grep -E "$windows_sources"; }
+portable() { sources '*.cpp' ':!tests' ':!fuzz' ':!bench' | grep -Ev "$windows_sources"; }
 
 say "Formatting"
 sources '*.c' '*.cpp' '*.h' '*.hpp' | xargs clang-format --dry-run -Werror

@@ -1,7 +1,7 @@
 // Loads the library and ends without unloading it, at a moment of the test's choosing:
-//   exit_child (plain | blocked | busy) (return | exit-process) MICROSECONDS
-// plain: from any state the library may be in. blocked: while a callback waits. busy: while a
-// callback allocates. Exits with 42.
+//   exit_child (plain | calling | blocked | busy) (return | exit-process) MICROSECONDS
+// plain: from any state the library may be in. calling: while another thread makes calls. blocked:
+// while a callback waits. busy: while a callback allocates. Exits with 42.
 #include <windows.h>
 
 #include <chrono>
@@ -36,6 +36,10 @@ void KeepBusy(ZorEvent* /*event*/) {
   for (std::size_t size = 1;; size = size % 5000 + 1) std::free(std::malloc(size));
 }
 
+DWORD WINAPI KeepCalling(void* library) {
+  for (;;) static_cast<const zor::testing::Exports*>(library)->Start(1);
+}
+
 /// To the microsecond, which a sleep is not.
 void Wait(std::chrono::microseconds time) {
   const auto end = std::chrono::steady_clock::now() + time;
@@ -52,8 +56,11 @@ int main(int argc, char** argv) {
   // Never unloaded: the end of the process is what is tested.
   const HMODULE loaded = LoadLibraryW(zor::testing::BuiltLibrary().c_str());
   if (loaded == nullptr) return kNoLibrary;
-  const zor::testing::Exports library(loaded);
-  if (state != "plain") {
+  static zor::testing::Exports library(loaded);  // used to the last moment
+  if (state == "calling") {
+    const zor::testing::UniqueHandle thread = zor::testing::Require(
+        CreateThread(nullptr, 0, KeepCalling, &library, 0, nullptr), "CreateThread");
+  } else if (state != "plain") {
     library.RegEventCallback(state == "busy" ? KeepBusy : Block);
     if (!InCallback().WaitMs(kPatienceMs)) return kNoEvent;
   }

@@ -5,8 +5,7 @@
 #include <random>
 #include <string>
 
-#include "tests/integration/support/handle.h"
-#include "tests/integration/support/loaded_library.h"
+#include "tests/integration/support/child_process.h"
 #include "tests/integration/support/pipe_server.h"
 
 namespace zor::testing {
@@ -18,27 +17,6 @@ constexpr int kRuns = 50;
 constexpr int kLatestMicroseconds = 5000;
 constexpr DWORD kChildsExitCode = 42;
 
-/// Runs the child with these arguments and returns its exit code.
-DWORD RunChild(const std::wstring& arguments) {
-  std::wstring command = L"\"" + BinaryFolder() + L"\\zor_exit_child.exe\" " + arguments;
-  STARTUPINFOW startup{};
-  startup.cb = sizeof(startup);
-  PROCESS_INFORMATION child{};
-  if (CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                     &startup, &child) == FALSE) {
-    ThrowLastError("CreateProcess");
-  }
-  const UniqueHandle process(child.hProcess);
-  const UniqueHandle thread(child.hThread);
-  if (WaitForSingleObject(process.get(), kPatienceMs) != WAIT_OBJECT_0) {
-    TerminateProcess(process.get(), 1);
-    throw std::runtime_error("the process does not end");
-  }
-  DWORD code = 0;
-  GetExitCodeProcess(process.get(), &code);
-  return code;
-}
-
 void ExpectChildrenToEnd(const std::wstring& state) {
   std::mt19937 random(1);  // NOLINT(cert-msc51-cpp): the same moments in every run
   std::uniform_int_distribution<> moment(0, kLatestMicroseconds);
@@ -46,7 +24,8 @@ void ExpectChildrenToEnd(const std::wstring& state) {
     const std::wstring way = run % 2 == 0 ? L" return " : L" exit-process ";
     const int microseconds = moment(random);
     SCOPED_TRACE(microseconds);
-    ASSERT_EQ(RunChild(state + way + std::to_wstring(microseconds)), kChildsExitCode);
+    ChildProcess child(L"zor_exit_child.exe", state + way + std::to_wstring(microseconds));
+    ASSERT_EQ(child.Wait(), kChildsExitCode);
   }
 }
 

@@ -11,9 +11,11 @@
 #include <thread>
 #include <vector>
 
+#include "tests/integration/support/cycles.h"
 #include "tests/integration/support/debug_capture.h"
 #include "tests/integration/support/event_recorder.h"
 #include "tests/integration/support/loaded_library.h"
+#include "tests/integration/support/pausing_libraries.h"
 #include "tests/integration/support/pipe_server.h"
 #include "tests/integration/support/process_usage.h"
 #include "tests/integration/support/wire.h"
@@ -26,49 +28,6 @@ namespace {
 constexpr int kCycles = 1000;
 constexpr int kFloodCycles = 200;
 constexpr int kCallbackCycles = 50;
-
-// What the first loads make the system keep for good is not the library's.
-constexpr int kWarmUpCycles = 20;
-
-// The smallest block that could leak has 16 bytes with its header: a thousand of them are twice
-// this. In address space the smallest leak is a page, or a stack; the system's own heaps grow in
-// steps of some megabytes.
-constexpr std::size_t kHeapTolerance = 8 * 1024;
-constexpr std::size_t kAddressSpaceTolerance = 8 * 1024 * 1024;
-
-Usage LimitAfter(const Usage& before) {
-  Usage limit = before;
-  limit.heap_bytes += kHeapTolerance;
-  limit.address_space_bytes += kAddressSpaceTolerance;
-  return limit;
-}
-
-/// Unloads and checks that it really did.
-void Unload(LoadedLibrary& library) {
-  const void* inside = library.Inside();
-  library.Unload();
-  ASSERT_TRUE(IsUnmapped(inside));
-}
-
-/// Runs `cycle(i)` for i from 0 up, some times to warm up and then `cycles` times, and expects the
-/// process to hold no more afterwards than in between.
-template <typename Cycle>
-void ExpectNothingLeftBehind(int cycles, Cycle cycle) {
-  // With the first line the system opens two objects and keeps them; a listener that is unloaded at
-  // once may write none for a long time.
-  OutputDebugStringA("warming up\n");
-  int i = 0;
-  for (; i < kWarmUpCycles; ++i) cycle(i);
-  // The warm-up's last thread may still be ending: what counts is the state without it.
-  const Usage before = SettleWithin(Usage{}, 1000);
-  for (; i < kWarmUpCycles + cycles; ++i) {
-    cycle(i);
-    if (::testing::Test::HasFatalFailure()) return;
-  }
-  const Usage limit = LimitAfter(before);
-  const Usage after = SettleWithin(limit, kPatienceMs);
-  EXPECT_TRUE(after.IsWithin(limit)) << "before: " << before << "\nafter: " << after;
-}
 
 // --- the measure itself
 
@@ -212,57 +171,6 @@ TEST(UnloadOften, WithoutAServer) {
     Unload(library);
   });
 }
-
-/// Copies of the library under several names, all loaded and connected, so that their listeners
-/// pause side by side: one that is unloaded when its pause is about to end is not waited for long.
-class PausingLibraries {
- public:
-  explicit PausingLibraries(int count) {
-    for (int i = 0; i < count; ++i) slots_.emplace_back(L"idle-" + std::to_wstring(i) + L".dll");
-  }
-
-  void LoadAll() {
-    for (Slot& slot : slots_) Load(slot);
-  }
-
-  /// Unloads the one whose pause ends first, and loads it again.
-  void Cycle() {
-    Slot& next = *std::ranges::min_element(slots_, {}, [now = Clock::now()](const Slot& slot) {
-      // One that ends sooner than it can be unloaded is found in its next pause.
-      const auto rest = kPause - (now - slot.connected) % kPause;
-      return rest < kTooSoon ? rest + kPause : rest;
-    });
-    Unload(*next.library);
-    Load(next);
-  }
-
- private:
-  using Clock = std::chrono::steady_clock;
-  static constexpr std::chrono::nanoseconds kPause = std::chrono::milliseconds(100);
-  static constexpr std::chrono::nanoseconds kTooSoon = std::chrono::milliseconds(1);
-
-  struct Slot {
-    explicit Slot(const std::wstring& name) : copy(name) {}
-
-    LibraryCopy copy;
-    std::optional<LoadedLibrary> library;
-    Clock::time_point connected;
-  };
-
-  void Load(Slot& slot) {
-    slot.library.emplace(slot.copy.path());
-    ASSERT_EQ((*slot.library)->Start(1), 0U);
-    ASSERT_TRUE(notify_.WaitForConnections(++loads_));
-    slot.connected = Clock::now();
-  }
-
-  // As many instances as there are clients, and some for those that are just ending.
-  static constexpr std::size_t kInstances = 24;
-  PipeServer requests_{kRequestPipe, AnswerAll, kInstances};
-  PipeServer notify_{kNotifyPipe, StayIdle, kInstances};
-  std::vector<Slot> slots_;
-  int loads_ = 0;
-};
 
 TEST(UnloadOften, WithAnIdleServer) {
   PausingLibraries libraries(16);

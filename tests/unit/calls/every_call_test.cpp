@@ -82,6 +82,21 @@ TEST_P(EveryCall, MakesOnePeekOneWriteAndOneReadAndLogsNothingWhenConnected) {
   EXPECT_THAT(TheOutput().TakeNarrow(), IsEmpty());
 }
 
+TEST_P(EveryCall, MakesNoMoreOfThemHoweverOftenItIsMade) {
+  Connect();
+  constexpr int kCalls = 100;
+  const auto count = [](Function function) { return TheCalls().Count(function); };
+  const int peeks = count(Function::kPeekPipe);
+  const int writes = count(Function::kWritePipe);
+  const int reads = count(Function::kReadPipe);
+  for (int i = 0; i < kCalls; ++i) ASSERT_EQ(Call(), ZOR_SUCCESS);
+  EXPECT_EQ(count(Function::kPeekPipe) - peeks, kCalls);
+  EXPECT_EQ(count(Function::kWritePipe) - writes, kCalls);
+  EXPECT_EQ(count(Function::kReadPipe) - reads, kCalls);
+  EXPECT_EQ(count(Function::kOpenPipe), 1);
+  EXPECT_EQ(count(Function::kDebugOutput), 1);  // that of connecting
+}
+
 TEST_P(EveryCall, ConnectsOnceAndLogsThatOnce) {
   AnswerWith(GetParam().reply());
   EXPECT_EQ(Call(), ZOR_SUCCESS);

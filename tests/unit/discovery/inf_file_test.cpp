@@ -91,6 +91,9 @@ TEST(VersionInLine, IsNotSearchedWhereThatWouldOverflowTheStack) {
   EXPECT_THROW(static_cast<void>(VersionIn(longest + L"5")), std::regex_error);
   EXPECT_THROW(static_cast<void>(VersionIn(L"1.2.3.4 " + std::wstring(1'000'000, L'7'))),
                std::regex_error);
+  // A digit, too, for who knows Arabic.
+  EXPECT_THROW(static_cast<void>(VersionIn(L"1" + std::wstring(1'000'000, L'\u0660'))),
+               std::regex_error);
   EXPECT_EQ(VersionIn(std::wstring(1'000'000, L'x') + L"1.2.3.4"), (VersionQuad{1, 2, 3, 4}));
 }
 

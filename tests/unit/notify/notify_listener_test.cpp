@@ -222,6 +222,26 @@ TEST_F(Listener, ReadsAMessageInOnePassWithoutAPauseAndThenLooksAgain) {
   EXPECT_EQ(delivered[0].event.data.event1.value, 42U);
 }
 
+TEST_F(Listener, ThatIsFloodedMakesOneReadAndTwoPeeksForEachMessage) {
+  ConnectAndRegister();
+  constexpr int kMessages = 100;
+  const auto counts = [] {
+    return std::array{
+        TheCalls().Count(Function::kReadPipe),      TheCalls().Count(Function::kPeekPipe),
+        TheCalls().Count(Function::kPeekAvailable), TheCalls().Count(Function::kDebugOutput),
+        TheCalls().Count(Function::kOpenPipe),      TheCalls().Count(Function::kSleep)};
+  };
+  const auto before = counts();
+  for (int i = 0; i < kMessages; ++i) Send({.type = 1, .value = 1});
+  ExpectPause(100);
+  const auto after = counts();
+  std::array<int, 6> made{};
+  for (std::size_t i = 0; i < made.size(); ++i) made.at(i) = after.at(i) - before.at(i);
+  // The last pass finds nothing, and pauses.
+  EXPECT_THAT(made, ElementsAre(kMessages, kMessages + 1, kMessages + 1, kMessages, 0, 1));
+  EXPECT_EQ(delivered.size(), static_cast<std::size_t>(kMessages));
+}
+
 TEST_F(Listener, PausesWhenTheCountIsNotPositiveAsASignedNumber) {
   Connect();
   Send({.type = 1});
