@@ -6,7 +6,7 @@ import re
 ORIGINS = [
     ("regular expressions", r"regex|_Compiler|_Scanner|_NFA|_Executor|_BracketMatcher|_AnyMatcher"),
     ("FlatBuffers", r"flatbuffers|zor8messages"),
-    ("the library's own code", r"\.(cpp|rc)\.(obj|o)$|/ZorInterface|variant_same"),
+    ("the library's own code", r"\.(cpp|rc)\.(obj|o)\)?$|/ZorInterface|variant_same"),
     ("file system", r"\((fs_|cow-fs|cxx11-fs)|libstdc\+\+fs|filesystem"),
     ("locales and streams", r"\((locale|localename|ctype|codecvt|collate|messages|monetary|numeric|time_members|"
      r"c\+\+locale|basic_file|ios|istream|ostream|iostream|streambuf|fstream|sstream|globals_io|"

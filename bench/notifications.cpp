@@ -91,6 +91,7 @@ void Flood(int rounds, int count) {
       {"bare B", [=] { return BareTakes(count, false); }},
       {"bare with line", [=] { return BareTakes(count, true); }},
   };
+  std::printf("bytes\t0\t%zu\n", Notification().size());
   RunInRotation(contenders.size(), {.rounds = rounds, .blocks = 4, .repeats = 1, .warm_ups = 1},
                 [&](std::size_t which, int /*repeats*/, Recorder& recorder) {
                   const ServerProcess server(L"flood");

@@ -60,8 +60,12 @@ class Report:
 
     # --- the regions of the page, and what was measured where
 
-    def load_before(self, part):
-        return f"load average before it {self.facts['loads'][part]:.1f}"
+    def setting(self, part):
+        """What belongs to every figure."""
+        trip = self.samples("round_trip", without=["bytes"]).median(*BARE)
+        wine = self.facts["wine"].split(" ")[0].replace("wine-", "Wine ")
+        return (f"{wine}, not Windows; {self.facts['processors']} processors, load average "
+                f"{self.facts['loads'][part]:.1f} before it; bare round trip {us(trip)} µs, pinned")
 
     def conditions(self):
         facts = self.facts
@@ -73,9 +77,9 @@ class Report:
             text += " This was a quick run, which takes too few samples to go by."
         return text
 
-    def message_sizes(self):
-        line = (self.folder / "round_trip.tsv").read_text().splitlines()[0].split("\t")
-        return int(line[2]), int(line[3])
+    def message_sizes(self, name):
+        """What the program has printed first."""
+        return (self.folder / f"{name}.tsv").read_text().splitlines()[0].split("\t")[2:]
 
     def round_trip(self):
         pinned = self.samples("round_trip", without=["bytes"])
@@ -93,7 +97,7 @@ class Report:
                 row += [us(samples.percentile(percent, name)) for percent in (5, 50, 95, 99)]
                 row.append(f"{samples.ratio(name, *BARE):.3f}")
             rows.append(row)
-        request, reply = self.message_sizes()
+        request, reply = self.message_sizes("round_trip")
         control = pinned.ratio("bare B", "bare A")
         ratio = pinned.ratio("library", *BARE)
         low, high = pinned.ratio_of_rounds("library", *BARE)
@@ -109,20 +113,22 @@ class Report:
         self.distribution("performance-round-trip", "A round trip, pinned to one processor", pinned)
         self.distribution("performance-round-trip-free", "A round trip, free", free)
         return (f"Request {request} bytes, reply {reply} bytes; {count:,} calls each pinned, "
-                f"{len(free.all('library')):,} free; {self.load_before('round_trip')}. The ratio is of the medians, to "
-                f"the bare sequence.\n\n{table(header, rows)}\n\n{verdict}")
+                f"{len(free.all('library')):,} free. {self.setting('round_trip')}. The ratio is of the "
+                f"medians, to the bare sequence.\n\n{table(header, rows)}\n\n{verdict}")
 
     def distribution(self, name, title, samples):
+        request, reply = self.message_sizes("round_trip")
         curves = [(one, [(value / 1000, percent) for percent in range(1, 100)
                          for value in [samples.percentile(percent, one)]])
                   for one in samples.names()]
         low = min(points[0][0] for _, points in curves) * 0.9
         high = max(points[94][0] for _, points in curves) * 1.1
-        ticks = [tick * scale for scale in (10, 100, 1000, 10000) for tick in (1, 2, 3, 5)]
+        ticks = [tick * scale for scale in (10, 100, 1000, 10000) for tick in (1, 1.5, 2, 3, 5, 7)]
         x = svg.horizontal(low, high, logarithmic=True, ticks=ticks, text=lambda tick: f"{tick:g}")
         y = svg.vertical(0, 100, ticks=range(0, 101, 20), text=lambda tick: f"{tick} %")
         self.image(
-            name, svg.plot(title, x, y, "µs per exchange", "share that took no longer", curves))
+            name, svg.plot(title, f"{request} and {reply} bytes. {self.setting('round_trip')}", x, y, "µs per exchange",
+                           "share that took no longer", curves))
 
     def own_work(self):
         native = {run["run_name"]: run["cpu_time"] for run in self.json("own_work_native")["benchmarks"]
@@ -138,7 +144,7 @@ class Report:
                          f"{there[0]:.0f}", f"{there[1]:.0f}", f"{there[0] / there[1]:.2f}"])
         outcome = "met" if worst <= 1.5 else "missed"
         header = ["ns", "native: library", "bare", "ratio", "Wine: library", "bare", "ratio"]
-        return (f"Medians, pinned; {self.load_before('own_work')}.\n\n{table(header, rows)}\n\n"
+        return (f"Medians, pinned. {self.setting('own_work')}.\n\n{table(header, rows)}\n\n"
                 f"The goal is at most 1.5 times the generated code: **{outcome}, at most {worst:.2f}**.")
 
     def loading(self):
@@ -167,7 +173,7 @@ class Report:
             rows.append([title, f"{sizes[name] / 1000:,.0f}", us(load), us(unload), us(both), f"{both / empty:.2f}"])
         ratios = {name: medians(samples, name)[2] / empty for name in titles}
         outcome = "met" if ratios["ZorInterface"] <= 1.3 else "missed"
-        text = [f"Medians, pinned, each beside the others in turn; {self.load_before('load')}.", "",
+        text = [f"Medians, pinned, each beside the others in turn. {self.setting('load')}.", "",
                 table(["µs", "kB", "load", "unload", "both", "ratio"], rows), "",
                 f"The goal is at most 1.3 times the empty library: **{outcome}, {ratios['ZorInterface']:.2f}**. "
                 f"Without the listener it would be {ratios['no_listener']:.2f}; an empty library that only starts "
@@ -191,7 +197,8 @@ class Report:
                 f"{table(['', 'µs'], objects)}")
 
     def notifications(self):
-        flood = self.samples("flood")
+        flood = self.samples("flood", without=["bytes"])
+        [size] = self.message_sizes("flood")
         titles = {"library": "the library", "bare A": "bare: two peeks and a read", "bare B": "the same once more",
                   "bare with line": "bare, with the line that must be logged"}
         rate = {name: 1e9 / flood.median(name) for name in titles}
@@ -205,7 +212,7 @@ class Report:
         idle_rows = [[title, f"{idle[which]['process'] * hour:.1f}", f"{idle[which]['wine_server'] * hour:.1f}"]
                      for which, title in (("with", "with a server that sends nothing"), ("without", "without a server"))]
         return "\n".join([
-            f"A flooded pipe, pinned; {self.load_before('notifications')}.", "",
+            f"A flooded pipe, {size} bytes a message, pinned. {self.setting('notifications')}.", "",
             table(["", "µs each", "per second", "to bare", "to bare with the line"], rows), "",
             f"The goal is at least 0.95 of the bare loop: **{outcome}, {rate['library'] / bare:.3f}**; of the bare "
             f"loop that writes the line as well, {rate['library'] / rate['bare with line']:.3f}.", "",
@@ -240,8 +247,8 @@ class Report:
         growth = [[f"{count:,}", f"{count * 12:,}", us(grown.median(f"{count}/merge")), us(grown.median(f"{count}/lookup"))]
                   for count in calls]
         return "\n".join([
-            f"Selector 2, twelve names from the server, a stand-in for the management service; pinned; "
-            f"{self.load_before('enumeration')}.", "",
+            f"Selector 2, twelve names from the server, a stand-in for the management service; pinned. "
+            f"{self.setting('enumeration')}.", "",
             table(["µs", "library", "bare", "ratio"], rows), "",
             f"A further candidate library costs {library[0]} µs (bare {library[1]}), a further row {row[0]} µs "
             f"(bare {row[1]}).", "",
@@ -267,9 +274,10 @@ class Report:
         y = svg.vertical(min(every) * 0.8, max(every) * 1.25, logarithmic=True,
                          ticks=[10 ** power for power in range(7)], text=lambda tick: f"{tick:,}")
         self.image(
-            "performance-size", svg.plot("Setting a block, by its size", x, y, "size of the block", "µs", curves))
-        return (f"`ZorIntfSetSerialized` beside peek, write and read of the same bytes; medians, pinned; "
-                f"{self.load_before('blocks')}.\n\n"
+            "performance-size", svg.plot("Setting a block, by its size", self.setting("blocks"), x, y, "size of the block",
+                                         "µs", curves))
+        return (f"`ZorIntfSetSerialized` beside peek, write and read of the same bytes; medians, pinned. "
+                f"{self.setting('blocks')}.\n\n"
                 + table(["block", "library, µs", "bare, µs", "ratio", "memory, blocks"], rows))
 
 

@@ -4,8 +4,8 @@ import math
 from xml.sax.saxutils import escape
 
 COLOURS = ["#1f4e9c", "#c0392b", "#2e8b57", "#8e5ea2", "#d98e04", "#5b6770", "#00838f", "#a0522d"]
-WIDTH, HEIGHT = 760, 400
-LEFT, RIGHT, TOP, BOTTOM = 70, 190, 40, 50
+WIDTH, HEIGHT = 760, 420
+LEFT, RIGHT, TOP, BOTTOM = 70, 190, 40, 68
 FONT = 'font-family="Helvetica, Arial, sans-serif"'
 
 
@@ -35,8 +35,8 @@ def text(x, y, words, anchor="middle", size=12, more=""):
     return f'<text x="{x:.1f}" y="{y:.1f}" text-anchor="{anchor}" font-size="{size}" {FONT}{more}>{escape(words)}</text>'
 
 
-def plot(title, x, y, x_label, y_label, curves):
-    """`curves`: (name, [(x value, y value)])."""
+def plot(title, setting, x, y, x_label, y_label, curves):
+    """`setting` is what the figure holds for; `curves`: (name, [(x value, y value)])."""
     out = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{HEIGHT}" viewBox="0 0 {WIDTH} {HEIGHT}">',
            f"<title>{escape(title)}</title>",
            "<!-- Drawn by ./dev bench: do not edit. -->",
@@ -49,7 +49,8 @@ def plot(title, x, y, x_label, y_label, curves):
         out.append(f'<line x1="{LEFT}" y1="{y.at(tick):.1f}" x2="{WIDTH - RIGHT}" y2="{y.at(tick):.1f}" stroke="#e4e4e4"/>')
         out.append(text(LEFT - 8, y.at(tick) + 4, y.text(tick), anchor="end"))
     out.append(f'<rect x="{LEFT}" y="{TOP}" width="{WIDTH - RIGHT - LEFT}" height="{HEIGHT - BOTTOM - TOP}" fill="none" stroke="#888"/>')
-    out.append(text((LEFT + WIDTH - RIGHT) / 2, HEIGHT - 12, x_label))
+    out.append(text((LEFT + WIDTH - RIGHT) / 2, HEIGHT - 30, x_label))
+    out.append(text(LEFT, HEIGHT - 8, setting, anchor="start", size=10))
     middle = (TOP + HEIGHT - BOTTOM) / 2
     out.append(text(18, middle, y_label, more=f' transform="rotate(-90 18 {middle:.1f})"'))
     for number, (name, points) in enumerate(curves):

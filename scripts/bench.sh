@@ -8,7 +8,7 @@ usage() {
   cat <<'TEXT'
 usage: ./dev bench [--quick] [--only PART...]
 
-Builds the benchmarks, measures for about ten minutes, and writes docs/performance.md and its plots.
+Builds the benchmarks, measures for some minutes, and writes docs/performance.md and its plots.
 Let the machine do nothing else meanwhile. --quick takes few samples, and --only some of the parts;
 both only print what would be written into the page.
 PART is round_trip, own_work, load, notifications, enumeration or blocks.
