@@ -6,6 +6,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "tests/faults/tally.h"
 #include "tests/hostile/support/mutations.h"
@@ -23,7 +24,15 @@ using testing::PipeServer;
 constexpr DWORD kChildsExitCode = 42;
 constexpr std::size_t kClients = 3;  // at once: those that are ending, too
 
-std::size_t EndProcesses(const std::vector<std::wstring>& states) {
+/// Wine 8 ends the other threads wherever they are in its own code, and then waits for a lock that
+/// one of them had: of processes whose thread makes one call after the other, one in two hundred
+/// stays. (Killing them from outside takes no lock.)
+bool CanEndWhileCalling() {
+  return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") == nullptr;
+}
+
+std::size_t EndProcesses(std::vector<std::wstring> states) {
+  if (CanEndWhileCalling()) states.emplace_back(L"calling");
   Random random(Seed());
   const std::size_t count = Scaled(12, 350);
   for (std::size_t i = 0; i < count && !::testing::Test::HasFailure(); ++i) {
@@ -36,22 +45,22 @@ std::size_t EndProcesses(const std::vector<std::wstring>& states) {
 }
 
 TEST(Processes, EndWithoutAServer) {
-  Tally("processes that ended without a server", EndProcesses({L"plain", L"calling"}));
+  Tally("processes that ended without a server", EndProcesses({L"plain"}));
 }
 
 TEST(Processes, EndWithAnIdleServer) {
   PipeServer notify(testing::kNotifyPipe, testing::StayIdle, kClients);
   PipeServer requests(testing::kRequestPipe, testing::AnswerAll, kClients);
-  const std::size_t count = EndProcesses({L"plain", L"calling"});
+  const std::size_t count = EndProcesses({L"plain"});
   EXPECT_GT(notify.connections(), 0);
-  EXPECT_GT(requests.connections(), 0);
+  EXPECT_EQ(requests.connections() > 0, CanEndWhileCalling());
   Tally("processes that ended with an idle server", count);
 }
 
 TEST(Processes, EndWhileNotificationsPourIn) {
   PipeServer notify(testing::kNotifyPipe, testing::Flood, kClients);
   PipeServer requests(testing::kRequestPipe, testing::AnswerAll, kClients);
-  const std::size_t count = EndProcesses({L"plain", L"calling", L"blocked", L"busy"});
+  const std::size_t count = EndProcesses({L"plain", L"blocked", L"busy"});
   EXPECT_GT(notify.connections(), 0);
   Tally("processes that ended while notifications poured in", count);
 }
