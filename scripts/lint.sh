@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Formatting, static checks of the C++ code, and the scripts. Changes nothing.
+# --quick: all but clang-tidy, which takes several minutes.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/common.sh
@@ -57,6 +58,11 @@ say "C++ code: GCC's analyzer, and each header by itself"
 build native zor_messages_accessors >/dev/null
 headers_alone
 analyze
+
+if [ "${1:-}" = --quick ]; then
+  say "Nothing to object to, so far: clang-tidy did not run"
+  exit
+fi
 
 say "C++ code: clang-tidy"
 portable | tidy build/native
