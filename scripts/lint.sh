@@ -26,7 +26,7 @@ compile=(g++ -std=c++20 -DZOR_INTERFACE_BUILD -DFMT_HEADER_ONLY -I.
 
 # Every header compiles by itself: it includes what it needs.
 headers_alone() {
-  sources '*.h' '*.hpp' ':!tests' ':!fuzz' ':!examples' ':!*/win32/*' |
+  sources '*.h' '*.hpp' ':!tests' ':!fuzz' ':!bench' ':!examples' ':!*/win32/*' |
     xargs grep -LE '<windows\.h>|owned_handle\.h' |
     xargs -P 2 -I{} "${compile[@]}" -fsyntax-only -x c++ -include {} /dev/null
 }
@@ -35,7 +35,7 @@ headers_alone() {
 # only read through a structured binding, which it takes for unused; DllMain's parameters, whose
 # types are the system's. The generated accessors are not looked at: it cannot read their macros.
 cpp_check() {
-  sources '*.cpp' ':!tests' ':!fuzz' | xargs cppcheck -q --std=c++20 --language=c++ -I. \
+  sources '*.cpp' ':!tests' ':!fuzz' ':!bench' | xargs cppcheck -q --std=c++20 --language=c++ -I. \
     --enable=warning,style,performance,portability --inline-suppr --error-exitcode=1 \
     --suppress=useStlAlgorithm --suppress=unusedStructMember \
     --suppress=constParameter:platform/win32/thread.cpp --suppress=missingInclude
