@@ -1,5 +1,5 @@
-// platform/thread.h without a thread: what the listener adds to a load and an unload is what is
-// missing with this.
+// platform/thread.h without a thread: the listener never begins. What it adds to a load and an
+// unload is what is missing with this.
 #include "platform/thread.h"
 
 namespace zor::platform {

@@ -1,5 +1,5 @@
-// The rest of the platform: the heap, a listener that never begins, a log that says nothing; and a
-// machine without a driver, which no call of this benchmark asks for.
+// The rest of the platform but for its threads: the heap, a log that says nothing; and a machine
+// without a driver, which no call of this benchmark asks for.
 #include <cstdlib>
 
 #include "platform/debug_output.h"
@@ -9,22 +9,11 @@
 #include "platform/heap.h"
 #include "platform/modules.h"
 #include "platform/text.h"
-#include "platform/thread.h"
 
 namespace zor::platform {
 
 void* HeapAllocate(std::size_t size) noexcept { return std::malloc(size); }
 void HeapFree(void* block) noexcept { std::free(block); }
-
-struct Thread {};
-Thread* StartThread(void (* /*routine*/)(void*), void* /*argument*/) noexcept {
-  static Thread never_begins;
-  return &never_begins;
-}
-bool IsCurrentThread(const Thread* /*thread*/) noexcept { return false; }
-bool JoinThread(Thread* /*thread*/) noexcept { return true; }
-void Sleep(std::uint32_t /*milliseconds*/) noexcept {}
-bool ProcessIsEnding() noexcept { return false; }
 
 int FormattedLength(const char* /*format*/, std::va_list /*arguments*/) noexcept { return 0; }
 int FormattedLength(const wchar_t* /*format*/, std::va_list /*arguments*/) noexcept { return 0; }
