@@ -52,13 +52,15 @@ if(ZOR_SANITIZE)
   # Under a sanitizer GCC takes the inside of std::regex for uninitialized.
   target_compile_options(
     zor_flags INTERFACE $<$<CXX_COMPILER_ID:GNU>:$<$<COMPILE_LANGUAGE:CXX>:-Wno-maybe-uninitialized>>)
-  add_compile_options(-fsanitize=${ZOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+  add_compile_options(-fsanitize=${ZOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
+                      $<IF:$<BOOL:${ZOR_FUZZ}>,-O2,-O1>)
   add_link_options(-fsanitize=${ZOR_SANITIZE})
 endif()
 
 if(ZOR_FUZZ)
-  # All code reports to the fuzzer which way it went; only the targets have its main().
-  add_compile_options(-fsanitize=fuzzer-no-link)
+  # The code reports to the fuzzer which way it went; only the targets have its main().
+  add_compile_options(-fsanitize=fuzzer-no-link
+                      -fsanitize-coverage-ignorelist=${PROJECT_SOURCE_DIR}/fuzz/not_counted.txt)
 endif()
 
 if(ZOR_COVERAGE)

@@ -10,7 +10,7 @@
 namespace zor::fuzz {
 namespace {
 
-constexpr int kMostRequests = 24;
+constexpr int kMostRequests = 12;
 
 const sim::Scenario& FullScenario() {
   static const sim::Scenario scenario = [] {

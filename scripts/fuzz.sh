@@ -24,12 +24,13 @@ targets() { ls fuzz/corpus; }
 # The runs are shared by the processes, which also share what they find. Leaks are looked for when a
 # process ends: after each run it takes milliseconds.
 fuzz_target() {
-  local target=$1 runs=$2 seconds=$3 jobs=${JOBS:-$(nproc)} job log pids=() pid status=0
+  local target=$1 runs=$2 seconds=$3 jobs=${JOBS:-$(nproc)} max_len job log pids=() pid status=0
+  max_len=$(<"build/fuzz/fuzz/$target.max_len")
   mkdir -p "$found/$target"
   for ((job = 0; job < jobs; job++)); do
     log="$found/$target.$job.log"
     "build/fuzz/bin/fuzz_$target" -seed="$((RANDOM + 1))" -runs=$(((runs + jobs - 1) / jobs)) \
-      -max_total_time="$seconds" -max_len=3000 -detect_leaks=0 -reload=10 -print_final_stats=1 \
+      -max_total_time="$seconds" -max_len="$max_len" -detect_leaks=0 -reload=10 -print_final_stats=1 \
       -artifact_prefix="$found/$target-" "$found/$target" "fuzz/corpus/$target" >"$log" 2>&1 &
     pids+=($!)
     logs+=("$log")
