@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <random>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -342,6 +343,7 @@ TEST(Squatters, WhoSendGarbageOnBothPipesDoNoHarm) {
   std::size_t made = 0;
   Random random(Seed());
   for (std::size_t round = 0; round < rounds && !::testing::Test::HasFailure(); ++round) {
+    const std::set<HANDLE> others = testing::ClientPipeEnds();
     ServerProcess squatter("squat " + std::to_string(random()));
     {
       const LoadedLibrary library;
@@ -358,6 +360,8 @@ TEST(Squatters, WhoSendGarbageOnBothPipesDoNoHarm) {
       // With nobody there, calls go on to fail.
       EXPECT_NE(library->Start(1), ZOR_SUCCESS);
     }
+    // One for each time that the squatter cut the library off.
+    EXPECT_GT(CloseAllBut(others), 0U);
     RequestServer requests;
     const LoadedLibrary library;
     EXPECT_EQ(library->Start(1), ZOR_SUCCESS);

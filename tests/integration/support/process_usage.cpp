@@ -11,17 +11,20 @@
 namespace zor::testing {
 namespace {
 
-// Handles are multiples of four, given out from the lowest free one. This many are looked at: far
-// more than a test has, so that a leak shows.
+// Handles are multiples of four, given out from the lowest free one. A gap this wide is the end of
+// them; one that earlier tests have left by closing theirs is narrower.
 constexpr std::uintptr_t kHandleStep = 4;
-constexpr std::uintptr_t kHandleEnd = 0x4000;
+constexpr std::uintptr_t kWidestGap = 0x4000;
 
 template <typename Visit>
 void ForEachHandle(Visit visit) {
-  for (std::uintptr_t value = kHandleStep; value < kHandleEnd; value += kHandleStep) {
+  std::uintptr_t last = 0;
+  for (std::uintptr_t value = kHandleStep; value < last + kWidestGap; value += kHandleStep) {
     const auto handle = reinterpret_cast<HANDLE>(value);
     DWORD flags = 0;
-    if (GetHandleInformation(handle, &flags) != FALSE) visit(handle);
+    if (GetHandleInformation(handle, &flags) == FALSE) continue;
+    last = value;
+    visit(handle);
   }
 }
 
