@@ -1,7 +1,6 @@
 #include "calls/serialized_calls.h"
 
 #include <cstring>
-#include <span>
 #include <vector>
 
 #include "platform/heap.h"

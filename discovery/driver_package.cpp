@@ -1,6 +1,8 @@
 #include "discovery/driver_package.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <functional>

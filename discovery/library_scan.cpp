@@ -1,6 +1,7 @@
 #include "discovery/library_scan.h"
 
 #include <array>
+#include <map>
 #include <utility>
 
 #include "discovery/directory.h"

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
+// IWYU pragma: no_include <memory>
+// A vector of pointers is no use of it.
 
 #include "discovery/text.h"
 

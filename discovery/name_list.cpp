@@ -1,6 +1,7 @@
 #include "discovery/name_list.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <new>
 #include <span>
 

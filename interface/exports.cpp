@@ -1,4 +1,5 @@
 // The fourteen exports. Each forwards to its routine; what errors a routine lets through end here.
+#include <cstdint>
 #include <cstring>
 #include <stdexcept>
 
@@ -23,19 +24,19 @@ bool IsAlgorithmId(const ZorFloatParam& param) {
 
 }  // namespace
 
-ZorResult ZorIntfConfig(uint32_t handle, const ZorTextParam* param) {
+ZorResult ZorIntfConfig(std::uint32_t handle, const ZorTextParam* param) {
   return zor::Config(Request(), handle, *param);
 }
 
-ZorResult ZorIntfCreate(uint32_t* handle, const ZorTextParam* param) {
+ZorResult ZorIntfCreate(std::uint32_t* handle, const ZorTextParam* param) {
   return zor::Create(Request(), *handle, *param);
 }
 
-ZorResult ZorIntfDestroy(uint32_t handle) {
+ZorResult ZorIntfDestroy(std::uint32_t handle) {
   return zor::InstanceCall(Request(), "ZorIntfDestroy", handle);
 }
 
-ZorResult ZorIntfEnum(uint32_t selector, ZorNameList* list) {
+ZorResult ZorIntfEnum(std::uint32_t selector, ZorNameList* list) {
   // The only call that can meet one of the standard errors: a version that is no number, a
   // directory that cannot be listed. The list is then empty. That there is no memory is let
   // through.
@@ -49,12 +50,12 @@ ZorResult ZorIntfEnum(uint32_t selector, ZorNameList* list) {
   }
 }
 
-ZorResult ZorIntfFreeSerialized(uint32_t /*handle*/, ZorBlob* blob) {
+ZorResult ZorIntfFreeSerialized(std::uint32_t /*handle*/, ZorBlob* blob) {
   zor::FreeSerialized(*blob);
   return ZOR_SUCCESS;
 }
 
-ZorResult ZorIntfGet(uint32_t handle, ZorFloatParam* param) {
+ZorResult ZorIntfGet(std::uint32_t handle, ZorFloatParam* param) {
   const ZorResult result = zor::ParamCall(Request(), "ZorIntfGet", handle, *param);
   if (result != ZOR_SUCCESS || !IsAlgorithmId(*param)) return result;
 
@@ -66,11 +67,11 @@ ZorResult ZorIntfGet(uint32_t handle, ZorFloatParam* param) {
 
 ZorResult ZorIntfGetInfo(ZorServerInfo* info) { return zor::GetInfo(Request(), *info); }
 
-ZorResult ZorIntfGetSerialized(uint32_t handle, const ZorBlob* input, ZorBlob* output) {
+ZorResult ZorIntfGetSerialized(std::uint32_t handle, const ZorBlob* input, ZorBlob* output) {
   return zor::GetSerialized(Request(), handle, *input, *output);
 }
 
-ZorResult ZorIntfGetStatus(uint32_t handle, uint32_t* status) {
+ZorResult ZorIntfGetStatus(std::uint32_t handle, std::uint32_t* status) {
   return zor::GetStatus(Request(), handle, *status);
 }
 
@@ -79,7 +80,7 @@ ZorResult ZorIntfRegEventCallback(ZorEventCallback callback) {
   return ZOR_SUCCESS;
 }
 
-ZorResult ZorIntfSet(uint32_t handle, ZorFloatParam* param) {
+ZorResult ZorIntfSet(std::uint32_t handle, ZorFloatParam* param) {
   if (IsAlgorithmId(*param)) {
     const AlgorithmIdEntry* row = FindByAppId(TheLibrary().algorithm_ids, param->value);
     if (row == nullptr) return ZOR_UNKNOWN_ALGORITHM;
@@ -88,14 +89,14 @@ ZorResult ZorIntfSet(uint32_t handle, ZorFloatParam* param) {
   return zor::ParamCall(Request(), "ZorIntfSet", handle, *param);
 }
 
-ZorResult ZorIntfSetSerialized(uint32_t handle, const ZorBlob* blob) {
+ZorResult ZorIntfSetSerialized(std::uint32_t handle, const ZorBlob* blob) {
   return zor::SetSerialized(Request(), handle, *blob);
 }
 
-ZorResult ZorIntfStart(uint32_t handle) {
+ZorResult ZorIntfStart(std::uint32_t handle) {
   return zor::InstanceCall(Request(), "ZorIntfStart", handle);
 }
 
-ZorResult ZorIntfStop(uint32_t handle) {
+ZorResult ZorIntfStop(std::uint32_t handle) {
   return zor::InstanceCall(Request(), "ZorIntfStop", handle);
 }

@@ -1,9 +1,9 @@
 /// Everything that exists from load to unload.
 #pragma once
 
-#include "discovery/algorithm_id_table.h"
+#include "discovery/algorithm_id_table.h"  // IWYU pragma: export
 #include "discovery/enumeration.h"
-#include "transport/rpc_client.h"
+#include "transport/rpc_client.h"  // IWYU pragma: export
 
 namespace zor {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-#include "zor_messages_generated.h"
+#include "zor_messages_generated.h"  // IWYU pragma: export
 
 namespace zor::messages {
 

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "zor_messages_generated.h"
+#include "zor_messages_generated.h"  // IWYU pragma: export
 
 namespace zor::messages {
 

@@ -7,6 +7,7 @@
 #include <span>
 
 #include "interface/debug_log.h"
+#include "interface/zor_interface.h"
 #include "notify/event_decoder.h"
 #include "platform/pipe.h"
 #include "platform/thread.h"

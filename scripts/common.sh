@@ -9,7 +9,7 @@ build_packages=(
 # To make the package, and for the tests that use it as others would.
 package_packages=(llvm)
 test_packages=("${package_packages[@]}" clang lld pkgconf)
-lint_packages=(clang-format clang-tidy shellcheck cppcheck)
+lint_packages=(clang-format clang-tidy shellcheck cppcheck iwyu)
 fuzz_packages=(clang libclang-rt-14-dev)
 # The tools for the system's remote procedure call, which a call is compared with.
 bench_packages=(libbenchmark-dev mingw-w64-tools)

@@ -20,15 +20,27 @@ sources dev '*.sh' .ci/run 'scripts/torture/*' | xargs shellcheck -x
 # Checks C++ sources with the compile commands of a build.
 tidy() { xargs -n 4 -P 2 clang-tidy -p "$1" --quiet; }
 
+# The portable half of the library itself.
+library() {
+  sources {calls,discovery,interface,messages,notify,transport}/'*.cpp' ':!interface/load.cpp'
+}
+
 # What a compiler needs for one file of the portable half.
-compile=(g++ -std=c++20 -DZOR_INTERFACE_BUILD -DFMT_HEADER_ONLY -I.
-  -isystem build/native/messages/generated -isystem build/native/host_headers)
+flags=(-std=c++20 -DZOR_INTERFACE_BUILD -DFMT_HEADER_ONLY -I.
+  -Ibuild/native/messages/generated -isystem build/native/host_headers)
 
 # Every header compiles by itself: it includes what it needs.
 headers_alone() {
   sources '*.h' '*.hpp' ':!tests' ':!fuzz' ':!bench' ':!examples' ':!*/win32/*' |
     xargs grep -LE '<windows\.h>|owned_handle\.h' |
-    xargs -P 2 -I{} "${compile[@]}" -fsyntax-only -x c++ -include {} /dev/null
+    xargs -P 2 -I{} g++ "${flags[@]}" -fsyntax-only -x c++ -include {} /dev/null
+}
+
+# Each file includes what it uses, and nothing else. Not asked of the programs around the library: it
+# takes the inside of their libraries' headers for what is to be included.
+includes() {
+  library | xargs -P 2 -I{} include-what-you-use "${flags[@]}" -Xiwyu --error -Xiwyu --no_fwd_decls \
+    -Xiwyu --cxx17ns -Xiwyu --mapping_file=.iwyu.imp {} 2>&1 | sed '/has correct #includes/d; /^$/d'
 }
 
 # Left out: advice to write a loop as an algorithm, which is a matter of taste here; members that are
@@ -45,8 +57,8 @@ cpp_check() {
 # of GCC 12: it lets operator new return null, and takes the unwinding of the stack for a use of
 # uninitialized values.
 analyze() {
-  sources {calls,discovery,interface,messages,notify,transport}/'*.cpp' ':!interface/load.cpp' |
-    xargs -P 2 -I{} "${compile[@]}" -O1 -fanalyzer -Werror -c {} -o /dev/null \
+  library |
+    xargs -P 2 -I{} g++ "${flags[@]}" -O1 -fanalyzer -Werror -c {} -o /dev/null \
       -Wno-analyzer-null-dereference -Wno-analyzer-possible-null-dereference \
       -Wno-analyzer-use-of-uninitialized-value
 }
@@ -54,10 +66,11 @@ analyze() {
 say "C++ code: cppcheck"
 cpp_check
 
-say "C++ code: GCC's analyzer, and each header by itself"
+say "C++ code: GCC's analyzer, each header by itself, and what each file includes"
 build native zor_messages_accessors >/dev/null
 headers_alone
 analyze
+includes
 
 if [ "${1:-}" = --quick ]; then
   say "Nothing to object to, so far: clang-tidy did not run"

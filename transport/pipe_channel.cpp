@@ -1,7 +1,5 @@
 #include "transport/pipe_channel.h"
 
-#include <algorithm>
-
 #include "interface/debug_log.h"
 
 namespace zor {

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 #include "interface/zor_interface.h"
-#include "messages/reply.h"
-#include "messages/request.h"
+#include "messages/request.h"  // IWYU pragma: export
 #include "transport/pipe_channel.h"
 
 namespace zor {

@@ -1,12 +1,12 @@
 /// The process-wide client: both channels, the callback and the listener.
 #pragma once
 
-#include <atomic>
-#include <memory>
+#include <atomic>  // IWYU pragma: export
+#include <memory>  // IWYU pragma: export
 
 #include "interface/zor_interface.h"
 #include "transport/listener_thread.h"
-#include "transport/pipe_channel.h"
+#include "transport/pipe_channel.h"  // IWYU pragma: export
 
 namespace zor {
 
