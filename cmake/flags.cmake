@@ -53,7 +53,7 @@ if(ZOR_SANITIZE)
   target_compile_options(
     zor_flags INTERFACE $<$<CXX_COMPILER_ID:GNU>:$<$<COMPILE_LANGUAGE:CXX>:-Wno-maybe-uninitialized>>)
   add_compile_options(-fsanitize=${ZOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
-                      $<IF:$<BOOL:${ZOR_FUZZ}>,-O2,-O1>)
+                      $<IF:$<BOOL:${ZOR_FUZZ}>,-O2,-O0>)
   add_link_options(-fsanitize=${ZOR_SANITIZE})
 endif()
 
