@@ -1,29 +1,24 @@
 #!/usr/bin/env bash
 # Formatting, static checks of the C++ code, and the scripts. Changes nothing.
-# --quick: all but clang-tidy, which takes several minutes.
+# --quick: clang-tidy for the library only; for the programs around it it takes several minutes more.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/common.sh
 
-# What ships, by the build that has it. The tests and benchmarks have the compilers' warnings, the
-# tests the sanitizers too; a run over them takes longer than all else here.
-windows_sources='/win32/|^tools/|^examples/|^interface/load\.cpp|^simulator/main\.cpp'
-windows_only() { sources '*.cpp' ':!tests' ':!fuzz' ':!bench' | grep -E "$windows_sources"; }
-portable() { sources '*.cpp' ':!tests' ':!fuzz' ':!bench' | grep -Ev "$windows_sources"; }
+# What ships: the library, and the programs around it. The tests and benchmarks have the compilers'
+# warnings, the tests the sanitizers too; a run over them takes longer than all else here.
+shipped() { sources '*.cpp' ':!tests' ':!fuzz' ':!bench'; }
+of_the_library='^(calls|discovery|interface|messages|notify|platform|transport)/'
+library() { shipped | grep -E "$of_the_library"; }
+programs() { shipped | grep -Ev "$of_the_library"; }
 
-say "Formatting"
-sources '*.c' '*.cpp' '*.h' '*.hpp' | xargs clang-format --dry-run -Werror
-
-say "Scripts"
-sources dev '*.sh' .ci/run 'scripts/torture/*' | xargs shellcheck -x
+# Of these, by the build that has it.
+for_windows='/win32/|^tools/|^examples/|^interface/load\.cpp|^simulator/main\.cpp'
+portable() { grep -Ev "$for_windows"; }
+windows_only() { grep -E "$for_windows"; }
 
 # Checks C++ sources with the compile commands of a build.
 tidy() { xargs -n 4 -P 2 clang-tidy -p "$1" --quiet; }
-
-# The portable half of the library itself.
-library() {
-  sources {calls,discovery,interface,messages,notify,transport}/'*.cpp' ':!interface/load.cpp'
-}
 
 # What a compiler needs for one file of the portable half.
 flags=(-std=c++20 -DZOR_INTERFACE_BUILD -DFMT_HEADER_ONLY -I.
@@ -39,15 +34,17 @@ headers_alone() {
 # Each file includes what it uses, and nothing else. Not asked of the programs around the library: it
 # takes the inside of their libraries' headers for what is to be included.
 includes() {
-  library | xargs -P 2 -I{} include-what-you-use "${flags[@]}" -Xiwyu --error -Xiwyu --no_fwd_decls \
-    -Xiwyu --cxx17ns -Xiwyu --mapping_file=.iwyu.imp {} 2>&1 | sed '/has correct #includes/d; /^$/d'
+  library | portable |
+    xargs -P 2 -I{} include-what-you-use "${flags[@]}" -Xiwyu --error -Xiwyu --no_fwd_decls \
+      -Xiwyu --cxx17ns -Xiwyu --mapping_file=.iwyu.imp {} 2>&1 |
+    sed '/has correct #includes/d; /^$/d'
 }
 
 # Left out: advice to write a loop as an algorithm, which is a matter of taste here; members that are
 # only read through a structured binding, which it takes for unused; DllMain's parameters, whose
 # types are the system's. The generated accessors are not looked at: it cannot read their macros.
 cpp_check() {
-  sources '*.cpp' ':!tests' ':!fuzz' ':!bench' | xargs cppcheck -q --std=c++20 --language=c++ -I. \
+  shipped | xargs cppcheck -q --std=c++20 --language=c++ -I. \
     --enable=warning,style,performance,portability --inline-suppr --error-exitcode=1 \
     --suppress=useStlAlgorithm --suppress=unusedStructMember \
     --suppress=constParameter:platform/win32/thread.cpp --suppress=missingInclude
@@ -57,11 +54,17 @@ cpp_check() {
 # of GCC 12: it lets operator new return null, and takes the unwinding of the stack for a use of
 # uninitialized values.
 analyze() {
-  library |
+  library | portable |
     xargs -P 2 -I{} g++ "${flags[@]}" -O1 -fanalyzer -Werror -c {} -o /dev/null \
       -Wno-analyzer-null-dereference -Wno-analyzer-possible-null-dereference \
       -Wno-analyzer-use-of-uninitialized-value
 }
+
+say "Formatting"
+sources '*.c' '*.cpp' '*.h' '*.hpp' | xargs clang-format --dry-run -Werror
+
+say "Scripts"
+sources dev '*.sh' .ci/run 'scripts/torture/*' | xargs shellcheck -x
 
 say "C++ code: cppcheck"
 cpp_check
@@ -72,24 +75,31 @@ headers_alone
 analyze
 includes
 
+# The Windows halves, with the cross compiler's headers and without its own flags.
+prepare_windows() {
+  local headers
+  build windows zor_messages_accessors >/dev/null
+  # All but the compiler's own folders: clang has its own intrinsics.
+  headers=$(x86_64-w64-mingw32-g++-posix -v -x c++ -E /dev/null 2>&1 |
+    sed -n '/^#include </,/^End/s/^ / -isystem /p' | grep -Ev '/include(-fixed)?$' | tr -d '\n')
+  headers+=" -isystem /usr/x86_64-w64-mingw32/include"
+  mkdir -p build/windows-lint
+  sed -e 's/-fno-keep-inline-dllexport//; s/-specs=[^ ]*//' \
+    -e "s# -c # --target=x86_64-w64-windows-gnu -nostdlibinc $headers -c #" \
+    build/windows/compile_commands.json >build/windows-lint/compile_commands.json
+}
+
+say "C++ code of the library: clang-tidy"
+prepare_windows
+library | portable | tidy build/native
+library | windows_only | tidy build/windows-lint
+
 if [ "${1:-}" = --quick ]; then
-  say "Nothing to object to, so far: clang-tidy did not run"
+  say "Nothing to object to, so far: clang-tidy has not seen the programs"
   exit
 fi
 
-say "C++ code: clang-tidy"
-portable | tidy build/native
-
-# The Windows halves, with the cross compiler's headers and without its own flags.
-say "C++ code for Windows: clang-tidy"
-build windows zor_messages_accessors >/dev/null
-# All but the compiler's own folders: clang has its own intrinsics.
-headers=$(x86_64-w64-mingw32-g++-posix -v -x c++ -E /dev/null 2>&1 |
-  sed -n '/^#include </,/^End/s/^ / -isystem /p' | grep -Ev '/include(-fixed)?$' | tr -d '\n')
-headers+=" -isystem /usr/x86_64-w64-mingw32/include"
-mkdir -p build/windows-lint
-sed -e 's/-fno-keep-inline-dllexport//; s/-specs=[^ ]*//' \
-  -e "s# -c # --target=x86_64-w64-windows-gnu -nostdlibinc $headers -c #" \
-  build/windows/compile_commands.json >build/windows-lint/compile_commands.json
-windows_only | tidy build/windows-lint
+say "C++ code of the programs: clang-tidy"
+programs | portable | tidy build/native
+programs | windows_only | tidy build/windows-lint
 say "Nothing to object to"
