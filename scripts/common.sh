@@ -76,6 +76,13 @@ tally_rows() {
   '
 }
 
+# The same of one program, and that it failed: it may have ended before what it tried was counted.
+# program_rows NAME WHERE LOST
+program_rows() {
+  tally_rows "$2" "$3"
+  [ "$3" = 0 ] || printf '| the program "%s" as a whole, %s | 1 | %s |\n' "$1" "$2" "$3"
+}
+
 sources() { git ls-files --cached --others --exclude-standard -- "$@"; }
 
 format() { sources '*.c' '*.cpp' '*.h' '*.hpp' | xargs clang-format -i; }

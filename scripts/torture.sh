@@ -42,6 +42,7 @@ fi
 # Prints the rows of a part as a table; those of a whole run also into the page.
 report() {
   local rows="build/torture/$1.rows"
+  [ -s "$rows" ] || { say "$1 has no rows: the page keeps its table" && return; }
   {
     printf '| what was tried | how often | lost |\n|---|---:|---:|\n'
     cat "$rows"
