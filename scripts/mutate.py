@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Breaks the product in deliberate ways and shows that the native tests notice every one.
 
-usage: scripts/mutate.py [--area AREA]... [--jobs N]
+usage: scripts/mutate.py [--check] [--area AREA]... [--jobs N]
 
 Works in copies of the tree below build/mutation; the tree itself is not touched. Prints a table,
 and fails when a mistake survives, or no longer applies because the product has changed: then
@@ -99,6 +99,11 @@ def programs(tree):
     return [f"unit_{folder}" for folder in found] + ["unit_allocations", "golden_requests_test"]
 
 
+def occurrences(mutation, tree):
+    """How often the text that a mistake replaces occurs: once, or the entry is stale."""
+    return (tree / mutation.file).read_text(encoding="utf-8").count(mutation.old)
+
+
 def try_mutation(copy, mutation, everything):
     begin = time.monotonic()
 
@@ -107,8 +112,8 @@ def try_mutation(copy, mutation, everything):
 
     path = copy.tree / mutation.file
     original = path.read_text(encoding="utf-8")
-    if original.count(mutation.old) != 1:
-        return verdict("STALE", f"the old text occurs {original.count(mutation.old)} times")
+    if occurrences(mutation, copy.tree) != 1:
+        return verdict("STALE", f"the old text occurs {occurrences(mutation, copy.tree)} times")
     try:
         path.write_text(original.replace(mutation.old, mutation.new), encoding="utf-8")
         first = [name for name in FIRST[mutation.file.split("/")[0]] if name in everything]
@@ -130,12 +135,21 @@ def main():
     parser.add_argument("--area", action="append", help="only the mistakes of this area, and of others so named")
     parser.add_argument("--jobs", type=int, default=os.environ.get("JOBS") or min(2, os.cpu_count() or 1),
                         help="copies at work; the environment's JOBS, or two")
+    parser.add_argument("--check", action="store_true",
+                        help="try nothing, only see that every mistake can be made")
     arguments = parser.parse_args()
     mutations = [Mutation(*entry) for entry in MUTATIONS
                  if arguments.area is None or entry[0] in arguments.area]
     unknown = set(arguments.area or ()) - {mutation.area for mutation in mutations}
     if unknown:
         raise SystemExit(f"mutate: there is no area {', '.join(unknown)}")
+
+    if arguments.check:
+        stale = [mutation for mutation in mutations if occurrences(mutation, ROOT) != 1]
+        for mutation in stale:
+            print(f"STALE  {mutation.area}  {mutation.file}: {mutation.old!r}")
+        print(f"mutations: {len(mutations)}, of which {len(stale)} no longer apply")
+        return 1 if stale else 0
 
     WORK.mkdir(parents=True, exist_ok=True)
     everything = programs(ROOT)
