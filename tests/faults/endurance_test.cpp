@@ -55,9 +55,17 @@ TEST_F(Endurance, OfCallsLeavesNothing) {
   for (std::size_t round = 0; round < rounds; ++round) {
     for (const auto& remote : RemoteExports()) {
       const Bytes good = remote.reply();
-      answer = round % 8 == 6 ? &refusal : round % 8 == 7 ? &garbage : &good;
+      ZorResult expected = ZOR_SUCCESS;
+      answer = &good;
+      if (round % 8 == 6) {
+        expected = 5;
+        answer = &refusal;
+      } else if (round % 8 == 7) {
+        expected = ZOR_TRANSPORT_FAILURE;
+        answer = &garbage;
+      }
       OwnedOutputs outputs;
-      static_cast<void>(remote.call(outputs.get()));
+      ASSERT_EQ(remote.call(outputs.get()), expected) << remote.name;
       ++calls;
     }
     ForgetTheRecords();
@@ -85,9 +93,10 @@ TEST_F(Endurance, OfNotificationsLeavesNothingAndLosesNone) {
   };
   std::size_t sent = 0;
   std::size_t blocks = 0;
+  std::size_t bytes = 0;
   TheCalls().Before(Function::kSleep, [&] {
     TheOutput().Reset();
-    if (sent == kBurst) blocks = LiveBlocks();
+    if (sent == kBurst) blocks = LiveBlocks(), bytes = LiveBytes();
     if (sent >= count) client.stopping = true;
     for (std::size_t i = 0; i < kBurst && sent < count; ++i) {
       const auto value = static_cast<std::uint32_t>(sent++);
@@ -96,10 +105,12 @@ TEST_F(Endurance, OfNotificationsLeavesNothingAndLosesNone) {
   });
   RunNotifyListener(client);
   const std::size_t blocks_after = LiveBlocks();
+  const std::size_t bytes_after = LiveBytes();
   TheCalls().Before(Function::kSleep, {});
   EXPECT_EQ(delivered, count);
   EXPECT_TRUE(in_order);
   EXPECT_EQ(blocks_after, blocks);
+  EXPECT_EQ(bytes_after, bytes);
   Tally("notifications in order, without a leak", delivered);
 }
 
