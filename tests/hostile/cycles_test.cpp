@@ -159,8 +159,8 @@ TEST(Cycles, DuringACallbackThatMakesACall) {
 
 /// Loads and unloads at the same time as other threads: the one library that all share, and now and
 /// then one of its own.
-void CycleBeside(std::uint32_t number, int cycles) {
-  Random random(number);
+void CycleBeside(std::uint32_t number, std::uint32_t seed, int cycles) {
+  Random random(seed + number);
   const testing::LibraryCopy own(L"cycle-" + std::to_wstring(number) + L".dll");
   for (int i = 0; i < cycles; ++i) {
     const bool shared = random() % 4 != 0;
@@ -175,10 +175,10 @@ void CycleBeside(std::uint32_t number, int cycles) {
 
 TEST(Cycles, OfSeveralThreads) {
   constexpr int kThreads = 4;
-  const auto run = [](int cycles) {
+  const auto run = [seed = Seed()](int cycles) {
     std::vector<std::jthread> threads;
     for (std::uint32_t number = 0; number < kThreads; ++number) {
-      threads.emplace_back([=] { CycleBeside(number, cycles); });
+      threads.emplace_back([=] { CycleBeside(number, seed, cycles); });
     }
   };
   const int cycles = Cycles(30, 2500);

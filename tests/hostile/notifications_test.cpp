@@ -146,7 +146,8 @@ TEST_F(Notifications, OfEachLength) {
   Bytes hiding = good[5];
   hiding.insert(hiding.begin(), kLimit, 0xFF);
   Try(hiding);
-  Tally("notifications of each length from 0 to 1100", Finish());
+  const std::string what = "notifications of each length from 0 to " + std::to_string(longest);
+  Tally(what.c_str(), Finish());
 }
 
 TEST_F(Notifications, OfGarbage) {

@@ -5,6 +5,7 @@
 // Points and calls by number. The event READY says that the pipes are there.
 #include <windows.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -41,8 +42,9 @@ void Die(Point point, int good, const Bytes& reply, const char* ready) {
 
 void Squat(std::uint32_t seed, const char* ready) {
   constexpr std::size_t kClients = 3;
-  const auto answer = [seed](ServerEnd& end) {
-    Random random(seed);
+  std::atomic<std::uint32_t> next = seed;  // each connection has its own
+  const auto answer = [&next](ServerEnd& end) {
+    Random random(next++);
     const Bytes good = zor::testing::InfoReply(1, 2, 3, 4);
     while (end.Read()) {
       // One reply to a request, as a rule.
@@ -52,8 +54,8 @@ void Squat(std::uint32_t seed, const char* ready) {
       if (kind == 1 && !end.Write(Garbage(random, 3000))) return;
     }
   };
-  const auto notify = [seed](ServerEnd& end) {
-    Random random(seed);
+  const auto notify = [&next](ServerEnd& end) {
+    Random random(next++);
     const Bytes good = zor::testing::Build({.type = 5, .value = 1, .text = "text"});
     for (;;) {
       const bool sent = end.Write(Garbage(random, 1000)) && end.Write(Damaged(random, good));

@@ -260,7 +260,8 @@ TEST(Servers, ThatHangAreWaitedForAndThenAnswer) {
 }
 
 TEST(Servers, ThatDoNotReadHoldUpALargeRequestUntilTheyDo) {
-  Client client;
+  const std::set<HANDLE> others = testing::ClientPipeEnds();
+  LoadedLibrary client;
   const std::size_t rounds = Scaled(5, 300);
   Bytes data(1U << 20, 0xD7);
   char name[] = "large";
@@ -280,6 +281,8 @@ TEST(Servers, ThatDoNotReadHoldUpALargeRequestUntilTheyDo) {
     });
     EXPECT_EQ(client->SetSerialized(1, &block), reads ? 0U : 1U);
   }
+  client.Unload();
+  EXPECT_EQ(CloseAllBut(others), rounds - 1);  // the unload has closed the last one
   Tally("large requests that a server left waiting", rounds);
 }
 

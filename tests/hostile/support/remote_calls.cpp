@@ -19,11 +19,6 @@ constexpr std::uint32_t kPlainList = 0;
 // As many as a test can afford to be asked for, and more than any server has.
 constexpr std::uint32_t kMostSlots = 1U << 20;
 
-std::uint8_t* InputBytes() {
-  static std::array<std::uint8_t, 3> bytes{1, 2, 3};
-  return bytes.data();
-}
-
 bool TookNothing(const CallMessage& /*reply*/, const Records& records) {
   return records.Untouched();
 }
@@ -177,7 +172,7 @@ Records::Records(Edge edge)
   param->name = name_.get();
   *list = {};
   *text = {name_.get(), value_.get()};
-  *input = {name_.get(), 3, InputBytes()};
+  *input = {name_.get(), 3, reinterpret_cast<std::uint8_t*>(data_.get())};
   Remember();
 }
 

@@ -44,6 +44,7 @@ class Records {
  private:
   GuardedText name_{"gain"};
   GuardedText value_{"hall"};
+  GuardedText data_{"\1\2\3"};
   std::string listed_;
 };
 
