@@ -57,12 +57,12 @@ class Input {
   std::span<const std::uint8_t> rest_;
 };
 
-/// Bytes in a block of exactly their size, aligned to 8: a read beyond either end is seen.
+/// Bytes in a block of exactly their size, aligned to 8: a read beyond either end is seen. What is
+/// left of the last word is put out of bounds.
 class Block {
  public:
   explicit Block(std::span<const std::uint8_t> bytes)
       : words_(new std::uint64_t[(bytes.size() + 7) / 8]), size_(bytes.size()) {
-    // From the back, where AddressSanitizer watches every byte.
     if (!bytes.empty()) std::memcpy(words_.get(), bytes.data(), bytes.size());
     Guard(true);
   }

@@ -1,11 +1,17 @@
 // Every remote call end to end: which call, then the reply.
+#include <algorithm>
+#include <array>
 #include <cstring>
+#include <memory>
 #include <new>
+#include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "fuzz/machine.h"
 #include "messages/reply.h"
+#include "tests/support/naive_merge.h"
 #include "tests/support/remote_exports.h"
 
 namespace zor::fuzz {
@@ -51,6 +57,14 @@ scripted::Bytes& Answer() {
   return answer;
 }
 
+struct Ids {
+  const char* name;
+  std::int16_t server_id;
+  std::int16_t app_id;
+};
+/// What an enumeration before has left.
+constexpr std::array<Ids, 2> kIds{{{"general", 0, 0}, {"private", 1, -1}}};
+
 bool Same(float left, float right) { return std::memcmp(&left, &right, sizeof(left)) == 0; }
 
 bool Same(const char* copy, const flatbuffers::String* name) {
@@ -68,34 +82,81 @@ void RequireList(const ZorNameList& list, const messages::EnumResult* answer) {
   }
 }
 
-/// What a successful call has taken out of its reply.
-void RequireOutputs(std::string_view name, const Outputs& outputs, ZorResult result,
-                    const messages::CallMessage& reply) {
-  if (name == "ZorIntfGetSerialized") {
-    const auto* block = reply.blob_result();
-    if (block == nullptr || result != ZOR_SUCCESS) return;
-    Require(outputs.blob.size == block->size(), "size");
-    Require(std::strcmp(outputs.blob.name, "preset") == 0, "name");
-    Require(block->size() == 0 ||
-                std::memcmp(outputs.blob.data, block->data()->data(), block->size()) == 0,
-            "data");
-    return;
+/// The list that the naive model makes of the reply's names and the two of the machine.
+void RequireAlgorithms(const ZorNameList& list, const messages::EnumResult* answer) {
+  if (answer == nullptr || answer->count() == 0) return RequireList(list, nullptr);
+  std::vector<std::string> names;
+  if (const auto* sent = answer->names()) {
+    for (const auto* name : *sent) names.push_back(name->str());
   }
-  if (name == "algorithm") return;  // may be 3
+  const auto has_terminator = [](const std::string& name) {
+    return name.find('\0') != std::string::npos;
+  };
+  // To the model a name ends with it, to the library it does not.
+  if (std::ranges::any_of(names, has_terminator)) return;
+  scripted::NaiveMerge model;
+  for (const auto& [name, server_id, app_id] : kIds)
+    model.rows.push_back({name, server_id, app_id});
+  model.Enumerate(names, {"general", "whisper"}, answer->count());
+  Require(list.count == model.length, "length");
+  for (std::uint32_t i = 0; i < list.count; ++i) {
+    const auto slot = model.slots.find(static_cast<int>(i));
+    Require(slot == model.slots.end() ? list.items[i] == nullptr : list.items[i] == slot->second,
+            "algorithm");
+  }
+}
+
+/// The id that the record holds after the call is the reply's, or what it was before.
+void RequireAlgorithm(const ZorFloatParam& param, ZorResult result, float server_id) {
+  const auto row = std::ranges::find(kIds, server_id, &Ids::server_id);
+  Require(result == (row == kIds.end() ? ZOR_UNKNOWN_ALGORITHM : ZOR_SUCCESS), "result");
+  Require(Same(param.value, row == kIds.end() ? server_id : static_cast<float>(row->app_id)), "id");
+}
+
+void RequireBlock(OwnedOutputs& outputs, ZorResult result, const messages::BlobParam* block) {
+  const bool lies = block != nullptr && block->size() > 0 &&
+                    (block->data() == nullptr || block->data()->size() < block->size());
+  Require(result == (lies ? ZOR_TRANSPORT_FAILURE : ZOR_SUCCESS), "result");
+  if (block == nullptr || lies) return Require(outputs.Untouched(), "no block");
+  const ZorBlob& written = outputs.get().blob;
+  Require(written.size == block->size(), "size");
+  Require(std::strcmp(written.name, "preset") == 0, "name");
+  Require(
+      block->size() == 0 || std::memcmp(written.data, block->data()->data(), block->size()) == 0,
+      "data");
+}
+
+void RequireInfo(const ZorServerInfo& info, const messages::ServerInfo* words) {
+  const messages::ServerInfo none(0, 0, 0, 0);
+  if (words == nullptr) words = &none;
+  Require(info.info0 == words->info0() && info.info1 == words->info1() &&
+              info.info2 == words->info2() && info.info3 == words->info3(),
+          "info");
+}
+
+/// What a call has taken out of a reply that is a success.
+void RequireOutputs(std::string_view name, OwnedOutputs& outputs, ZorResult result,
+                    const messages::CallMessage& reply) {
+  const Outputs& written = outputs.get();
+  const float value = reply.float_param() == nullptr ? OwnedOutputs().get().param.value
+                                                     : reply.float_param()->value();
+  if (name == "ZorIntfGetSerialized") return RequireBlock(outputs, result, reply.blob_result());
+  if (name == kGetAlgorithm.name) return RequireAlgorithm(written.param, result, value);
   Require(result == ZOR_SUCCESS, "a good reply is refused");
-  if (name == "ZorIntfGetInfo") {
-    const auto* words = reply.server_info();
-    Require(outputs.info.info0 == (words == nullptr ? 0 : words->info0()), "info0");
-    Require(outputs.info.info3 == (words == nullptr ? 0 : words->info3()), "info3");
-  } else if (name == "ZorIntfCreate") {
-    Require(outputs.handle == reply.handle(), "handle");
-  } else if (name == "ZorIntfGetStatus") {
-    Require(outputs.status == reply.status(), "status");
-  } else if (name == "ZorIntfGet" || name == "ZorIntfSet") {
-    const auto* param = reply.float_param();
-    if (param != nullptr) Require(Same(outputs.param.value, param->value()), "value");
+  if (name == kEnumAlgorithms.name) {
+    RequireAlgorithms(written.list, reply.enum_result());
   } else if (name == "ZorIntfEnum") {
-    RequireList(outputs.list, reply.enum_result());
+    RequireList(written.list, reply.enum_result());
+  } else if (name == "ZorIntfGetInfo") {
+    RequireInfo(written.info, reply.server_info());
+  } else if (name == "ZorIntfCreate") {
+    Require(written.handle == reply.handle(), "handle");
+  } else if (name == "ZorIntfGetStatus") {
+    Require(written.status == reply.status(), "status");
+  } else if (name == "ZorIntfGet" || name == "ZorIntfSet") {
+    Require(Same(written.param.value, value), "value");
+  } else {
+    Require(outputs.Untouched(), "an output that is none");
   }
 }
 
@@ -105,7 +166,9 @@ void CallWith(const RemoteExport& remote, std::span<const std::uint8_t> bytes) {
   const auto* reply = bytes.size() > kReplyLimit ? nullptr : messages::CheckReply(exact.bytes());
 
   Machine::Refresh();
-  TheLibrary().algorithm_ids = {{"general", 0, 0}, {"private", 1, -1}};
+  for (const auto& [name, server_id, app_id] : kIds) {
+    TheLibrary().algorithm_ids.push_back({name, server_id, app_id});
+  }
   OwnedOutputs outputs;
   try {
     const ZorResult result = remote.call(outputs.get());
@@ -114,12 +177,13 @@ void CallWith(const RemoteExport& remote, std::span<const std::uint8_t> bytes) {
     } else if (reply->result() != 0) {
       Require(result == reply->result() && outputs.Untouched(), "a failure has outputs");
     } else {
-      RequireOutputs(remote.name, outputs.get(), result, *reply);
+      RequireOutputs(remote.name, outputs, result, *reply);
     }
   } catch (const std::bad_alloc&) {
     Require(reply != nullptr && reply->enum_result() != nullptr &&
                 reply->enum_result()->count() > scripted::Heap::kLargestBlock / sizeof(char*),
             "out of memory");
+    Require(outputs.get().list.count == 0, "a list that there is no memory for");
   }
   Require(outputs.CanariesIntact(), "canaries");
   // What is left of a reply that is too long would be the next call's.

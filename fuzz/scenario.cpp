@@ -1,6 +1,5 @@
 // The scenario reader; a scenario that it accepts is then played.
 #include <array>
-#include <chrono>
 
 #include "fuzz/harness.h"
 #include "messages/request.h"

@@ -1,5 +1,8 @@
 // A session script of zorctl: its lines, their words, and the commands that they are.
 #include <sstream>
+#include <string>
+#include <variant>
+#include <vector>
 
 #include "fuzz/harness.h"
 #include "tools/zorctl/arguments.h"

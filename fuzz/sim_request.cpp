@@ -1,6 +1,4 @@
 // The simulated server with a session of requests: for each its length, then its bytes.
-#include <variant>
-
 #include "fuzz/harness.h"
 #include "messages/reply.h"
 #include "simulator/engine.h"
