@@ -52,9 +52,16 @@ if(ZOR_SANITIZE)
   # Under a sanitizer GCC takes the inside of std::regex for uninitialized.
   target_compile_options(
     zor_flags INTERFACE $<$<CXX_COMPILER_ID:GNU>:$<$<COMPILE_LANGUAGE:CXX>:-Wno-maybe-uninitialized>>)
-  add_compile_options(-fsanitize=${ZOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
-                      $<IF:$<BOOL:${ZOR_FUZZ}>,-O2,-O0>)
+  # What is fuzzed runs optimized; what is only tested compiles in half the time without.
+  if(ZOR_FUZZ)
+    add_compile_options(-O2)
+  else()
+    add_compile_options(-O0)
+  endif()
+  add_compile_options(-fsanitize=${ZOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${ZOR_SANITIZE})
+  # The standard library looks at its callers too.
+  add_compile_definitions(_GLIBCXX_ASSERTIONS)
 endif()
 
 if(ZOR_FUZZ)
