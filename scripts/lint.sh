@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Formatting, static checks of the C++ code, and the scripts. Changes nothing.
-# --quick: clang-tidy for the library only; for the programs around it it takes several minutes more.
+# --quick: clang-tidy for the library only; the programs around it take several minutes more.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/common.sh
@@ -31,12 +31,13 @@ headers_alone() {
     xargs -P 2 -I{} g++ "${flags[@]}" -fsyntax-only -x c++ -include {} /dev/null
 }
 
-# Each file includes what it uses, and nothing else. Not asked of the programs around the library: it
-# takes the inside of their libraries' headers for what is to be included.
+# Each source of the library's portable half, with its own header, includes what it uses and nothing
+# else; and so do the headers that have no source. Not asked of the programs around the library: it takes
+# the inside of their libraries' headers for what is to be included.
 includes() {
-  library | portable |
-    xargs -P 2 -I{} include-what-you-use "${flags[@]}" -Xiwyu --error -Xiwyu --no_fwd_decls \
-      -Xiwyu --cxx17ns -Xiwyu --mapping_file=.iwyu.imp {} 2>&1 |
+  { library | portable && sources platform/'*.h' ':!platform/win32' notify/table_reader.h; } |
+    xargs -P 2 -I{} include-what-you-use "${flags[@]}" -Wno-pragma-once-outside-header \
+      -Xiwyu --error -Xiwyu --no_fwd_decls -Xiwyu --cxx17ns -Xiwyu --mapping_file=.iwyu.imp -x c++ {} 2>&1 |
     sed '/has correct #includes/d; /^$/d'
 }
 
