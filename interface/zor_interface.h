@@ -146,8 +146,8 @@ typedef struct ZorBlob {
  * @brief The list that ZorIntfEnum() fills.
  *
  * Zero the record before its first use. The library allocates `items` and the names, and frees them
- * in the next successful ZorIntfEnum() with the same record; the application must not free them.
- * To give the memory back, there is no other way than that call.
+ * in the next ZorIntfEnum() with the same record that does not leave it as it was; the application
+ * must not free them. To give the memory back, there is no other way than that call.
  */
 typedef struct ZorNameList {
   /** Number of slots in `items`. */
@@ -283,9 +283,8 @@ ZOR_API ZorResult ZorIntfFreeSerialized(uint32_t handle, ZorBlob* blob);
  * the result is ::ZOR_UNKNOWN_ALGORITHM, and `value` holds the server's id.
  * @param         handle  From ZorIntfCreate().
  * @param[in,out] param   `name` says which; `value` is sent along and, on success, replaced by the
- *                        value in the reply. A reply without a parameter leaves it as it was; of
- *                        "supproted_algo_name" what was passed in is then taken for the server's
- * id.
+ *                        value in the reply. A reply without a parameter leaves it as it was; what
+ *                        was passed in of "supproted_algo_name" is then taken for the server's id.
  * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED, ::ZOR_UNKNOWN_ALGORITHM or
  *         the server's own result.
  */
