@@ -66,11 +66,13 @@ build() {
 tally_rows() {
   awk -v where="$1" -v lost="$2" '
     { sub(/\r$/, "") }
-    /^tally: / {
+    /tally: [0-9]/ { # behind half a line of Wine, now and then
       what = $0
-      sub(/^tally: [0-9]+ /, "", what)
+      sub(/.*tally: /, "", what)
+      number = what + 0
+      sub(/^[0-9]+ /, "", what)
       if (!(what in sum)) order[++count] = what
-      sum[what] += $2
+      sum[what] += number
     }
     END { for (i = 1; i <= count; i++) printf "| %s, %s | %d | %s |\n", order[i], where, sum[order[i]], lost }
   '
