@@ -1,9 +1,14 @@
-// The text of an INF file, up to the version that it states.
+// The text of an INF file, up to the version that it states: found as the standard library finds
+// it.
+#include <pthread.h>
+
+#include <cstddef>
+#include <cstdint>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
+#include <string>
 
-#include "discovery/driver_package.h"
 #include "discovery/inf_file.h"
 #include "discovery/text.h"
 #include "fuzz/harness.h"
@@ -23,41 +28,53 @@ std::string PlainVersionLine(const std::string& text) {
   return {};
 }
 
-bool IsDigit(wchar_t c) { return c >= L'0' && c <= L'9'; }
+/// The version's pattern on a line, searched by the standard library.
+struct StandardSearch {
+  const std::wstring& line;
+  std::wsmatch match = {};
 
-/// The length of four numbers with dots between them at `at`; 0 when there are none.
-std::size_t MatchLength(const std::wstring& line, std::size_t at) {
-  const std::size_t begin = at;
-  for (int part = 0; part < 4; ++part) {
-    if (part != 0 && (at == line.size() || line[at++] != L'.')) return 0;
-    const std::size_t digits = at;
-    while (at < line.size() && IsDigit(line[at])) ++at;
-    if (at == digits) return 0;
+  void Run() {
+    static const std::wregex pattern(
+        LR"(([0-9]\d*)(\.([0-9]\d*)){3})",
+        std::regex_constants::ECMAScript | std::regex_constants::icase);
+    std::regex_search(line, match, pattern);
   }
-  return at - begin;
+};
+
+/// It recurses for each digit of a number.
+void RunOnLargeStack(StandardSearch& search) {
+  constexpr std::size_t kGigabyte = std::size_t{1} << 30;
+  const auto run = [](void* argument) -> void* {
+    static_cast<StandardSearch*>(argument)->Run();
+    return nullptr;
+  };
+  pthread_attr_t attributes;
+  pthread_t thread;
+  Require(pthread_attr_init(&attributes) == 0 &&
+              pthread_attr_setstacksize(&attributes, kGigabyte) == 0 &&
+              pthread_create(&thread, &attributes, run, &search) == 0 &&
+              pthread_join(thread, nullptr) == 0,
+          "no thread with a large stack");
+  pthread_attr_destroy(&attributes);
 }
 
 PlainVersion PlainFind(const std::wstring& line) {
-  std::size_t run = 0;
-  for (const wchar_t c : line) {
-    run = IsDigit(c) || c == L'.' || c > L'\x7F' ? run + 1 : 0;
-    if (run > 512) return {.outcome = PlainVersion::kTooLong};
+  constexpr std::size_t kLongLine = 1000;
+  StandardSearch search{line};
+  if (line.size() < kLongLine) {
+    search.Run();
+  } else {
+    RunOnLargeStack(search);
   }
-  for (std::size_t at = 0; at < line.size(); ++at) {
-    const std::size_t length = MatchLength(line, at);
-    if (length != 0) return PlainParse(line.substr(at, length));
-  }
-  return {.outcome = PlainVersion::kNone};
+  if (search.match.empty()) return {.outcome = PlainVersion::kNone};
+  return PlainParse(search.match.str());
 }
 
 PlainVersion ProductFind(const std::wstring& line) {
-  static const DriverStore store;
   try {
-    const auto version = FindVersion(line, store.version_pattern);
+    const auto version = FindVersion(line);
     if (!version) return {.outcome = PlainVersion::kNone};
     return {.version = *version};
-  } catch (const std::regex_error&) {
-    return {.outcome = PlainVersion::kTooLong};
   } catch (const std::out_of_range&) {
     return {.outcome = PlainVersion::kOutOfRange};
   } catch (const std::invalid_argument&) {

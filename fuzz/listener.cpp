@@ -115,7 +115,7 @@ class Server {
 
   void Send(std::span<const std::uint8_t> bytes) {
     const std::size_t waiting = ThePipes().Waiting(kNotifyPipe);
-    ThePipes().Send(kNotifyPipe, scripted::Bytes(bytes.begin(), bytes.end()));
+    ThePipes().Send(kNotifyPipe, testing::Bytes(bytes.begin(), bytes.end()));
     const bool sent = ThePipes().Waiting(kNotifyPipe) != waiting;
     if (!sent || bytes.size() > kMessageLimit) return;
     const Block message(bytes);

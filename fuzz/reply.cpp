@@ -11,49 +11,51 @@
 
 #include "fuzz/machine.h"
 #include "messages/reply.h"
+#include "tests/kit/remote_calls.h"
 #include "tests/support/naive_merge.h"
-#include "tests/support/remote_exports.h"
 
 namespace zor::fuzz {
 namespace {
 
-using scripted::Outputs;
-using scripted::OwnedOutputs;
-using scripted::RemoteExport;
-using scripted::RemoteExports;
+using testing::CallRecords;
+using testing::Outputs;
+using testing::OwnedOutputs;
+using testing::RemoteCall;
+using testing::RemoteCalls;
 
 constexpr std::size_t kReplyLimit = 1024;
 
 // Two calls that the table does not have: the list of algorithms, and the parameter that is one.
-const RemoteExport kEnumAlgorithms{
+const RemoteCall kEnumAlgorithms{
     .name = "algorithms",
     .tag = "",
-    .call = [](Outputs& outputs) { return ZorIntfEnum(2, &outputs.list); },
+    .call = [](const testing::Exports& library,
+               const CallRecords& records) { return library.Enum(2, records.list); },
     .reply = nullptr,
-    .allocations = 0};
-const RemoteExport kGetAlgorithm{.name = "algorithm",
-                                 .tag = "",
-                                 .call =
-                                     [](Outputs& outputs) {
-                                       const char* name =
-                                           std::exchange(outputs.param.name, "supproted_algo_name");
-                                       const ZorResult result = ZorIntfGet(5, &outputs.param);
-                                       outputs.param.name = name;
-                                       return result;
-                                     },
-                                 .reply = nullptr,
-                                 .allocations = 0};
+    .took = nullptr};
+const RemoteCall kGetAlgorithm{.name = "algorithm",
+                               .tag = "",
+                               .call =
+                                   [](const testing::Exports& library, const CallRecords& records) {
+                                     const char* name =
+                                         std::exchange(records.param->name, "supproted_algo_name");
+                                     const ZorResult result = library.Get(5, records.param);
+                                     records.param->name = name;
+                                     return result;
+                                   },
+                               .reply = nullptr,
+                               .took = nullptr};
 
-const RemoteExport& ChooseExport(std::uint8_t choice) {
-  const auto exports = RemoteExports();
+const RemoteCall& ChooseExport(std::uint8_t choice) {
+  const auto exports = RemoteCalls();
   const std::size_t index = choice % (exports.size() + 2);
   if (index < exports.size()) return exports[index];
   return index == exports.size() ? kEnumAlgorithms : kGetAlgorithm;
 }
 
 /// The bytes that the server answers with, whatever it is asked.
-scripted::Bytes& Answer() {
-  static scripted::Bytes answer;
+testing::Bytes& Answer() {
+  static testing::Bytes answer;
   return answer;
 }
 
@@ -160,7 +162,7 @@ void RequireOutputs(std::string_view name, OwnedOutputs& outputs, ZorResult resu
   }
 }
 
-void CallWith(const RemoteExport& remote, std::span<const std::uint8_t> bytes) {
+void CallWith(const RemoteCall& remote, std::span<const std::uint8_t> bytes) {
   Answer().assign(bytes.begin(), bytes.end());
   const Block exact(bytes);
   const auto* reply = bytes.size() > kReplyLimit ? nullptr : messages::CheckReply(exact.bytes());
@@ -171,7 +173,7 @@ void CallWith(const RemoteExport& remote, std::span<const std::uint8_t> bytes) {
   }
   OwnedOutputs outputs;
   try {
-    const ZorResult result = remote.call(outputs.get());
+    const ZorResult result = remote.call(scripted::LinkedExports(), outputs.records());
     if (reply == nullptr) {
       Require(result == ZOR_TRANSPORT_FAILURE && outputs.Untouched(), "a bad reply is taken");
     } else if (reply->result() != 0) {
@@ -197,8 +199,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static const auto machine = [] {
     auto made = std::make_unique<zor::fuzz::Machine>();
     zor::scripted::ThePipes().PoisonUnread(true);
-    zor::scripted::ThePipes().Listen(zor::kRequestPipe, [](const zor::scripted::Bytes&) {
-      return std::vector<zor::scripted::Bytes>{zor::fuzz::Answer()};
+    zor::scripted::ThePipes().Listen(zor::kRequestPipe, [](const zor::testing::Bytes&) {
+      return std::vector<zor::testing::Bytes>{zor::fuzz::Answer()};
     });
     return made;
   }();

@@ -11,16 +11,16 @@
 
 #include "messages/request.h"
 #include "tests/golden/golden_requests.h"
-#include "tests/support/messages.h"
-#include "tests/support/remote_exports.h"
+#include "tests/kit/messages.h"
+#include "tests/kit/remote_calls.h"
 
 namespace zor::fuzz {
 namespace {
 
-using scripted::Build;
-using scripted::Bytes;
-using scripted::Notification;
-using scripted::Reply;
+using testing::Build;
+using testing::Bytes;
+using testing::Notification;
+using testing::Reply;
 
 class Folder {
  public:
@@ -54,7 +54,7 @@ Bytes Counted(const Bytes& bytes) {
 
 void WriteReplies(Folder folder) {
   std::uint8_t choice = 0;
-  for (const auto& remote : scripted::RemoteExports()) {
+  for (const auto& remote : testing::RemoteCalls()) {
     folder.Add(Join({choice}, remote.reply()));
     folder.Add(Join({choice}, Build(Reply{.result = 5})));
     folder.Add(Join({choice}, Build(Reply{.with_defaults = true})));

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -57,10 +58,10 @@ bool FindDriverRow(platform::DriverQuery& query, std::uint32_t& rows) noexcept {
   return false;
 }
 
-/// Says nothing of success. The messages are spelt so; do not correct them.
-void LogFailure(const DriverAnswer& answer) noexcept {
-  const auto result = static_cast<unsigned>(answer.result);
-  switch (answer.failed) {
+/// The messages are spelt so; do not correct them.
+void LogFailure(QueryStep failed, platform::ComResult com_result) noexcept {
+  const auto result = static_cast<unsigned>(com_result);
+  switch (failed) {
     case QueryStep::kSecurity:
       return Log(L"Faild to initialize security, 0x%08X\n", result);
     case QueryStep::kLocator:
@@ -75,12 +76,8 @@ void LogFailure(const DriverAnswer& answer) noexcept {
       return Log(L"Failed to get Zorvane APO driver version\n");
     case QueryStep::kReadVersion:
       return Log(L"Zorvane APO driver is found but driver version is empty\n");
-    case QueryStep::kDone:
-      return;
   }
 }
-
-}  // namespace
 
 DriverAnswer AskForDriver() {
   platform::DriverQuery query;
@@ -100,32 +97,40 @@ DriverAnswer AskForDriver() {
   return answer;
 }
 
-bool QueryDriverVersion(VersionQuad& version) {
-  const DriverAnswer answer = AskForDriver();
-  LogFailure(answer);
-  if (answer.failed != QueryStep::kDone) return false;
-  version = ParseVersion(answer.version);
-  return true;
-}
-
+/// Empty when the system root is not known.
 std::wstring DriverStoreDirectory(const DriverStore& store) {
   std::vector<wchar_t> root(kEnvironmentLimit);
   if (platform::GetEnvironment(L"systemroot", root) == 0) return {};
   return root.data() + (L"\\" + store.directory);
 }
 
-PackageInf ReadPackageInf(const DriverStore& store, const std::wstring& folder) {
+/// Throws as FindVersion does.
+PackageInf ReadPackageInf(const std::wstring& folder) {
   PackageInf inf;
   inf.path = folder + L"\\zorapo.inf";
   std::ifstream stream{std::filesystem::path(inf.path)};
   inf.opened = stream.is_open();
   inf.version_line = ToWide(FindVersionLine(stream));
-  inf.version = FindVersion(inf.version_line, store.version_pattern);
+  inf.version = FindVersion(inf.version_line);
   return inf;
 }
 
-bool ScanDriverStore(const DriverStore& store, std::vector<std::wstring>& entries) {
+}  // namespace
+
+bool QueryDriverVersion(VersionQuad& version, const SearchObserver& observer) {
+  observer.Begin(SearchStep::kAskForDriver, {});
+  const DriverAnswer answer = AskForDriver();
+  if (answer.failed) LogFailure(*answer.failed, answer.result);
+  observer.SawDriver(answer);
+  if (answer.failed) return false;
+  version = ParseVersion(answer.version);
+  return true;
+}
+
+bool ScanDriverStore(const DriverStore& store, std::vector<std::wstring>& entries,
+                     const SearchObserver& observer) {
   const std::wstring directory = DriverStoreDirectory(store);
+  observer.Begin(SearchStep::kListStore, directory);
   if (directory.empty()) {
     Log(L"Failed to get systemroot variable\n");
     return false;
@@ -133,28 +138,32 @@ bool ScanDriverStore(const DriverStore& store, std::vector<std::wstring>& entrie
   for (std::wstring& entry : ListDirectory(directory)) {
     if (ContainsIgnoringCase(entry, store.folder_mark)) entries.push_back(std::move(entry));
   }
+  observer.SawStore(entries);
   if (entries.empty()) Log(L"No Zorvane APO driver is found\n");
   return !entries.empty();
 }
 
 bool FindDriverPackage(const DriverStore& store, const VersionQuad& driver_version,
-                       std::wstring& path) {
+                       std::wstring& path, const SearchObserver& observer) {
   std::vector<std::wstring> folders;
-  if (!ScanDriverStore(store, folders)) return false;
+  if (!ScanDriverStore(store, folders, observer)) return false;
 
   path.clear();
   VersionQuad best_version = {};
   std::wstring best_folder;
   for (const std::wstring& folder : folders) {
-    const auto version = ReadPackageInf(store, folder).version;
-    if (!version) continue;
+    observer.Begin(SearchStep::kReadInf, folder);
+    const PackageInf inf = ReadPackageInf(folder);
+    observer.SawInf(inf);
+    if (!inf.version) continue;
+    const VersionQuad& version = *inf.version;
     // Better is what is not smaller in any part: 2.0.0.0 is not better than 1.5.0.0, and of equals
     // the last is the best.
-    if (std::ranges::equal(*version, best_version, std::greater_equal())) {
-      best_version = *version;
+    if (std::ranges::equal(version, best_version, std::greater_equal())) {
+      best_version = version;
       best_folder = folder;
     }
-    if (*version == driver_version) {
+    if (version == driver_version) {
       path = folder;
       return true;
     }
@@ -164,10 +173,11 @@ bool FindDriverPackage(const DriverStore& store, const VersionQuad& driver_versi
   return false;
 }
 
-DriverPackageInfo LocateDriverPackage(const DriverStore& store) {
+DriverPackageInfo LocateDriverPackage(const DriverStore& store, const SearchObserver& observer) {
   DriverPackageInfo package;
-  if (!QueryDriverVersion(package.version)) return package;
-  package.found = FindDriverPackage(store, package.version, package.path) || !package.path.empty();
+  if (!QueryDriverVersion(package.version, observer)) return package;
+  package.found =
+      FindDriverPackage(store, package.version, package.path, observer) || !package.path.empty();
   return package;
 }
 

@@ -11,8 +11,6 @@
 namespace zor {
 namespace {
 
-bool IsDigit(wchar_t character) noexcept { return character >= L'0' && character <= L'9'; }
-
 std::wstring_view Trim(std::wstring_view text) noexcept {
   const auto begin = std::find_if_not(text.begin(), text.end(), IsWhiteSpace);
   const auto end = std::find_if_not(text.rbegin(), std::make_reverse_iterator(begin), IsWhiteSpace);
@@ -26,11 +24,12 @@ std::uint32_t ToUnsignedLong(std::wstring_view text) {
   const bool negative = at != text.end() && *at == L'-';
   if (negative || (at != text.end() && *at == L'+')) ++at;
 
-  const auto end = std::find_if_not(at, text.end(), IsDigit);
-  if (at == end) throw std::invalid_argument("invalid stoul argument");
+  if (at == text.end() || DigitValue(*at) < 0) {
+    throw std::invalid_argument("invalid stoul argument");
+  }
   std::uint64_t value = 0;
-  for (; at != end; ++at) {
-    value = value * 10 + static_cast<std::uint64_t>(*at - L'0');
+  for (; at != text.end() && DigitValue(*at) >= 0; ++at) {
+    value = value * 10 + static_cast<std::uint64_t>(DigitValue(*at));
     if (value > std::numeric_limits<std::uint32_t>::max()) {
       throw std::out_of_range("stoul argument out of range");
     }

@@ -45,6 +45,8 @@ void FillAlgorithms(ZorNameList& list, const messages::EnumResult& answer,
   const std::uint32_t count = MergeAlgorithms(ids, names, answer.count(), local_names);
 
   const auto slots = AssignSlots(ids, count);
+  // The list may hold something again: while the search waits for the management service, a
+  // single-threaded apartment runs the application's window procedures, which may call in again.
   AllocateNameList(list, count);
   for (std::uint32_t slot = 0; slot < slots.size(); ++slot) {
     if (slots[slot] != nullptr) StoreName(list, slot, slots[slot]->name);

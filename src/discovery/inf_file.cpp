@@ -1,29 +1,36 @@
 #include "discovery/inf_file.h"
 
 #include <algorithm>
-#include <cstddef>
+#include <cwctype>
+#include <string_view>
+// IWYU pragma: no_include <bits/types/wint_t.h>
 // IWYU pragma: no_include <vector>
-// A match is one inside.
 
 namespace zor {
 namespace {
 
-/// The standard search recurses once for every character of a match: a few thousand of them are
-/// more than the stack of an application's thread.
-constexpr std::size_t kLongestMatch = 512;
+bool IsAsciiDigit(wchar_t character) noexcept { return character >= L'0' && character <= L'9'; }
 
-/// Digits are those of every script, as far as the runtime knows them.
-bool MayMatch(wchar_t character) noexcept {
-  constexpr wchar_t kLastAscii = 0x7F;
-  return (character >= L'0' && character <= L'9') || character == L'.' || character > kLastAscii;
+/// The `\d` of a regular expression: a digit of any script that the runtime knows.
+bool IsDigit(wchar_t character) noexcept {
+  return std::iswdigit(static_cast<std::wint_t>(character)) != 0;
 }
 
-bool CanBeSearched(const std::wstring& line) {
-  std::size_t run = 0;
-  return std::all_of(line.begin(), line.end(), [&run](wchar_t character) {
-    run = MayMatch(character) ? run + 1 : 0;
-    return run <= kLongestMatch;
-  });
+/// Finds what std::regex_search finds, which recurses for each digit: a long number would overflow
+/// the stack of a thread. Here each character is read once: when four numbers fail to follow each
+/// other, no match begins at a character that has been read.
+std::wstring_view FindVersionText(std::wstring_view line) {
+  const auto end = line.end();
+  auto at = line.begin();
+  while ((at = std::find_if(at, end, IsAsciiDigit)) != end) {
+    const auto begin = at;
+    for (int numbers = 1; at != end && IsAsciiDigit(*at); ++numbers) {
+      at = std::find_if_not(at, end, IsDigit);
+      if (numbers == 4) return {begin, at};
+      if (at != end && *at == L'.') ++at;
+    }
+  }
+  return {};
 }
 
 }  // namespace
@@ -43,11 +50,10 @@ std::string FindVersionLine(std::istream& inf) {
   return {};
 }
 
-std::optional<VersionQuad> FindVersion(const std::wstring& line, const std::wregex& pattern) {
-  if (!CanBeSearched(line)) throw std::regex_error(std::regex_constants::error_stack);
-  std::wsmatch match;
-  if (!std::regex_search(line, match, pattern)) return std::nullopt;
-  return ParseVersion(match.str());
+std::optional<VersionQuad> FindVersion(std::wstring_view line) {
+  const std::wstring_view text = FindVersionText(line);
+  if (text.empty()) return std::nullopt;
+  return ParseVersion(text);
 }
 
 }  // namespace zor

@@ -3,8 +3,8 @@
 
 #include <istream>
 #include <optional>
-#include <regex>
 #include <string>
+#include <string_view>
 
 #include "discovery/driver_version.h"
 
@@ -14,9 +14,8 @@ namespace zor {
 /// std::bad_alloc through, by the stream's exceptions().
 [[nodiscard]] std::string FindVersionLine(std::istream& inf);
 
-/// The leftmost match of `pattern` in the line, parsed. Throws as ParseVersion does, and
-/// std::regex_error for a line on which the standard search would overflow the stack.
-[[nodiscard]] std::optional<VersionQuad> FindVersion(const std::wstring& line,
-                                                     const std::wregex& pattern);
+/// The leftmost match of `([0-9]\d*)(\.([0-9]\d*)){3}` in the line, parsed, whatever the line's
+/// length. Throws as ParseVersion does.
+[[nodiscard]] std::optional<VersionQuad> FindVersion(std::wstring_view line);
 
 }  // namespace zor

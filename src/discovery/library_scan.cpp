@@ -1,7 +1,9 @@
 #include "discovery/library_scan.h"
 
 #include <array>
+#include <cstdint>
 #include <map>
+#include <optional>
 #include <utility>
 
 #include "discovery/directory.h"
@@ -10,6 +12,19 @@
 
 namespace zor {
 namespace {
+
+/// While one exists, a library that the system cannot load raises no box on the user's screen,
+/// which the call would wait for. Leaves the thread's error mode as it was.
+class NoErrorBox {
+ public:
+  NoErrorBox() noexcept { platform::SetThreadErrorMode(before_ | platform::kReportToCaller); }
+  NoErrorBox(const NoErrorBox&) = delete;
+  NoErrorBox& operator=(const NoErrorBox&) = delete;
+  ~NoErrorBox() { platform::SetThreadErrorMode(before_); }
+
+ private:
+  const std::uint32_t before_ = platform::ThreadErrorMode();
+};
 
 /// Frees its module on every path, also when there is none.
 class ModuleHolder {
@@ -21,6 +36,7 @@ class ModuleHolder {
 
   /// Null when the library cannot be loaded, which `error` then gives the reason of.
   platform::Module* Load(const std::wstring& path, std::uint32_t& error) noexcept {
+    const NoErrorBox no_box;
     const auto loaded = platform::LoadModule(path.c_str());
     error = loaded.error;
     return module_ = loaded.module;
@@ -36,8 +52,7 @@ using InformationRecord = std::array<std::uint32_t, 64>;
 
 using InformationEntry = std::int32_t (*)(void*);
 
-}  // namespace
-
+/// The package's entries whose names are those of algorithm libraries.
 std::vector<std::wstring> ListLibraries(const std::wregex& library_filter,
                                         const std::wstring& directory) {
   std::vector<std::wstring> files;
@@ -48,6 +63,7 @@ std::vector<std::wstring> ListLibraries(const std::wregex& library_filter,
   return files;
 }
 
+/// Loads the library, asks it and unloads it.
 LibraryQuery QueryLibrary(const std::wstring& directory, const std::wstring& file) {
   if (!platform::SetLibraryDirectory(directory.c_str())) {
     Log(L"Failed to set dll dir\n");
@@ -67,6 +83,7 @@ LibraryQuery QueryLibrary(const std::wstring& directory, const std::wstring& fil
   return {.algorithm_id = record[1]};
 }
 
+/// The names of the catalogue whose patterns the library's file name matches.
 std::vector<std::wstring> NamesOfLibrary(const AlgorithmCatalogue& catalogue,
                                          const std::wstring& file) {
   std::vector<std::wstring> names;
@@ -76,14 +93,24 @@ std::vector<std::wstring> NamesOfLibrary(const AlgorithmCatalogue& catalogue,
   return names;
 }
 
+}  // namespace
+
 std::vector<std::wstring> ListLocalAlgorithms(const AlgorithmCatalogue& catalogue,
                                               const std::wregex& library_filter,
-                                              const DriverPackageInfo& package) {
+                                              const DriverPackageInfo& package,
+                                              const SearchObserver& observer) {
   std::vector<std::wstring> names;
   if (!package.found) return names;
-  for (const std::wstring& file : ListLibraries(library_filter, package.path)) {
-    if (QueryLibrary(package.path, file).failed != LibraryStep::kDone) continue;
-    for (std::wstring& name : NamesOfLibrary(catalogue, file)) names.push_back(std::move(name));
+  observer.Begin(SearchStep::kListPackage, package.path);
+  const std::vector<std::wstring> files = ListLibraries(library_filter, package.path);
+  observer.SawPackage(files);
+  for (const std::wstring& file : files) {
+    observer.Begin(SearchStep::kAskLibrary, file);
+    const LibraryQuery query = QueryLibrary(package.path, file);
+    std::vector<std::wstring> known;
+    if (!query.failed) known = NamesOfLibrary(catalogue, file);
+    observer.SawLibrary(query, known);
+    for (std::wstring& name : known) names.push_back(std::move(name));
   }
   return names;
 }

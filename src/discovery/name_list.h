@@ -11,7 +11,8 @@ namespace zor {
 /// Frees what the list holds and leaves it empty.
 void ReleaseNameList(ZorNameList& list) noexcept;
 
-/// Gives an empty list `count` slots, all null. Throws std::bad_alloc, leaving it empty.
+/// Frees what the list holds and gives it `count` slots, all null. Throws std::bad_alloc, leaving
+/// it empty.
 void AllocateNameList(ZorNameList& list, std::uint32_t count);
 
 /// Stores a copy of `name` in a slot, freeing what was there. Throws std::bad_alloc, leaving the

@@ -1,7 +1,9 @@
 #include "discovery/text.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <ranges>
 
 #include "platform/text.h"
 
@@ -32,6 +34,16 @@ bool IsWhiteSpace(wchar_t character) noexcept {
          character == 0xA0 || character == 0x1680 || (character >= 0x2000 && character <= 0x200A) ||
          character == 0x2028 || character == 0x2029 || character == 0x202F || character == 0x205F ||
          character == 0x3000;
+}
+
+int DigitValue(wchar_t character) noexcept {
+  // ASCII, the scripts from Arabic to Mongolian, full width; the zeros of each.
+  constexpr auto kZeros = std::to_array<wchar_t>({0x0030, 0x0660, 0x06F0, 0x0966, 0x09E6, 0x0A66,
+                                                  0x0AE6, 0x0B66, 0x0C66, 0x0CE6, 0x0D66, 0x0E50,
+                                                  0x0ED0, 0x0F20, 0x1040, 0x17E0, 0x1810, 0xFF10});
+  const auto zero = std::ranges::find_if(
+      kZeros, [character](wchar_t first) { return character >= first && character - first < 10; });
+  return zero == kZeros.end() ? -1 : character - *zero;
 }
 
 bool EqualIgnoringCase(const char* left, const char* right) noexcept { return Equal(left, right); }

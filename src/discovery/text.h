@@ -9,6 +9,10 @@ namespace zor {
 /// What the Universal C Runtime's `iswspace` says.
 [[nodiscard]] bool IsWhiteSpace(wchar_t character) noexcept;
 
+/// The value of a decimal digit of any script that the Universal C Runtime's `wcstoul` reads; -1
+/// for all other characters.
+[[nodiscard]] int DigitValue(wchar_t character) noexcept;
+
 /// Whole strings, ASCII letters of either case being equal.
 [[nodiscard]] bool EqualIgnoringCase(const char* left, const char* right) noexcept;
 [[nodiscard]] bool EqualIgnoringCase(const wchar_t* left, const wchar_t* right) noexcept;

@@ -10,9 +10,9 @@
 namespace zor {
 namespace {
 
-using scripted::Reply;
 using scripted::ThePipes;
 using ::testing::IsEmpty;
+using testing::Reply;
 
 class AlgorithmIdTest : public scripted::MachineTest {
  protected:
@@ -25,7 +25,7 @@ class AlgorithmIdTest : public scripted::MachineTest {
     ServeAlgorithms({"general", "private", "whisper"});
     ZorNameList list = {};
     ASSERT_EQ(ZorIntfEnum(2, &list), ZOR_SUCCESS);
-    AnswerWith(scripted::Build(Reply{}));
+    AnswerWith(testing::Build(Reply{}));
     ASSERT_EQ(ZorIntfEnum(0, &list), ZOR_SUCCESS);
     static_cast<void>(ThePipes().TakeWritten(kRequestPipe));
   }
@@ -43,14 +43,14 @@ class AlgorithmIdTest : public scripted::MachineTest {
     Reply reply;
     reply.float_param = value;
     reply.result = result;
-    AnswerWith(scripted::Build(reply));
+    AnswerWith(testing::Build(reply));
   }
 
   ZorFloatParam param_ = {"supproted_algo_name", 0};
 };
 
 TEST_F(AlgorithmIdTest, SetBeforeAnyEnumerationIsUnknownAndSendsNothing) {
-  AnswerWith(scripted::Build(Reply{}));
+  AnswerWith(testing::Build(Reply{}));
   EXPECT_EQ(ZorIntfSet(5, &param_), ZOR_UNKNOWN_ALGORITHM);
   EXPECT_EQ(param_.value, 0);
   EXPECT_THAT(ThePipes().TakeWritten(kRequestPipe), IsEmpty());
