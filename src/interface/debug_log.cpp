@@ -4,17 +4,24 @@
 #include <cstdarg>
 #include <cstddef>
 #include <memory>
-#include <new>
 #include <string_view>
 
 #include "platform/debug_output.h"
+#include "platform/heap.h"
 
 namespace zor {
 namespace {
 
+struct HeapDelete {
+  void operator()(void* block) const noexcept { platform::HeapFree(block); }
+};
+
+// Of the C heap. Even the form of `new` that returns null throws and catches inside the runtime; a
+// thread's first exception allocates, and without memory it ends the process.
 template <typename Char>
-std::unique_ptr<Char[]> Allocate(std::size_t count) noexcept {
-  return std::unique_ptr<Char[]>(new (std::nothrow) Char[count]);
+std::unique_ptr<Char[], HeapDelete> Allocate(std::size_t count) noexcept {
+  return std::unique_ptr<Char[], HeapDelete>(
+      static_cast<Char*>(platform::HeapAllocate(count * sizeof(Char))));
 }
 
 template <typename Char>

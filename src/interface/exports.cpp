@@ -56,8 +56,10 @@ ZorResult ZorIntfFreeSerialized(std::uint32_t /*handle*/, ZorBlob* blob) {
 }
 
 ZorResult ZorIntfGet(std::uint32_t handle, ZorFloatParam* param) {
+  // The name that was asked for decides, whatever the record holds after the call.
+  const bool is_algorithm_id = IsAlgorithmId(*param);
   const ZorResult result = zor::ParamCall(Request(), "ZorIntfGet", handle, *param);
-  if (result != ZOR_SUCCESS || !IsAlgorithmId(*param)) return result;
+  if (result != ZOR_SUCCESS || !is_algorithm_id) return result;
 
   const AlgorithmIdEntry* row = FindByServerId(TheLibrary().algorithm_ids, param->value);
   if (row == nullptr) return ZOR_UNKNOWN_ALGORITHM;

@@ -17,6 +17,9 @@ struct Library {
   RpcClient client;
 };
 
+/// Whether the library's static initialisation has succeeded; in load.cpp.
+[[nodiscard]] bool IsLoaded() noexcept;
+
 /// The one that the exports work on. load.cpp has it in the library; tests bring their own.
 [[nodiscard]] Library& TheLibrary() noexcept;
 

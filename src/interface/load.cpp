@@ -1,15 +1,33 @@
+#include <cstddef>
+#include <exception>
 #include <memory>
 
 #include "interface/library.h"
-#include "platform/thread.h"
+#include "platform/heap.h"
+#include "platform/process.h"
 
 namespace zor {
 namespace {
 
+/// Null when it cannot be made; DllMain then refuses the load. No exception may leave the
+/// initialisation: below it are only the loader's frames, at which GCC's unwinder never arrives.
+std::unique_ptr<Library> MakeLibrary() noexcept {
+  // Without any memory the runtime has no reserve either to make an exception of.
+  constexpr std::size_t kExceptions = 1024;
+  void* probe = platform::HeapAllocate(kExceptions);
+  platform::HeapFree(probe);
+  if (probe == nullptr) return nullptr;
+
+  try {
+    return std::make_unique<Library>();
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+}
+
 /// Made by the library's static initialisation, destroyed at unload.
 struct Loaded {
-  std::unique_ptr<Library> owner = std::make_unique<Library>();
-  Library& library = *owner;
+  std::unique_ptr<Library> owner = MakeLibrary();
 
   Loaded() = default;
   Loaded(const Loaded&) = delete;
@@ -22,11 +40,12 @@ struct Loaded {
   }
 };
 
-// What it throws is to leave the initialisation: without a listener there is no library.
-const Loaded loaded;  // NOLINT(cert-err58-cpp)
+const Loaded loaded;
 
 }  // namespace
 
-Library& TheLibrary() noexcept { return loaded.library; }
+bool IsLoaded() noexcept { return loaded.owner != nullptr; }
+
+Library& TheLibrary() noexcept { return *loaded.owner; }
 
 }  // namespace zor

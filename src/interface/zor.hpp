@@ -27,13 +27,23 @@
  * 0 is thrown as `std::system_error`; with one it is stored there (and 0 clears it), and the
  * returned value is then empty or zero unless its description says otherwise. The codes are of
  * zor::ResultCategory() and compare with zor::Result, or with `std::errc` (`not_connected`,
- * `io_error`). Either form may throw `std::bad_alloc`.
+ * `io_error`).
+ *
+ * Either form may throw `std::bad_alloc`: when the header's own code has no memory, and in programs
+ * built with GCC also when the library has none (see "Errors" in zor_interface.h for the others).
+ * The header also compiles without exceptions (`-fno-exceptions`, no `/EH`). Use the forms with an
+ * `std::error_code` then; where the others would throw, they end the process by `std::abort`.
  *
  * ## Threads
- * The library takes no lock: one thread at a time may call it. An application that calls from
- * several threads gives a mutex to every Client that it makes, always the same one; each call of
- * the client, of the copies made of it and of the instances that it created then holds the mutex
- * until the server has answered. Events need no such mutex: see zor::SetEventCallback().
+ * The library takes no lock, and only one thread at a time may call it. So each call here holds a
+ * mutex: the header's own, of which every program or DLL that includes the header has one, or one
+ * that the application gives to each Client. A process in which several modules call the library,
+ * or C code calls it too, gives all of them the same mutex. zor::kUnlocked asks for no lock.
+ * Events need no mutex: see zor::SetEventCallback().
+ *
+ * ## Blocking
+ * "Blocks" below means: until other threads' calls have returned, and then until the server has
+ * replied. There is no time limit.
  *
  * ## Runtimes
  * Works with every Windows C++ compiler that has `std::mutex` (of the GNU compilers for Windows
@@ -42,10 +52,13 @@
 #ifndef ZOR_HPP
 #define ZOR_HPP
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <exception>
 #include <functional>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <mutex>
@@ -58,6 +71,7 @@
 #include <vector>
 
 #include "zor_interface.h"
+#include "zor_result.h"
 
 /// The C++ face of the library.
 namespace zor {
@@ -84,17 +98,8 @@ class Category final : public std::error_category {
   [[nodiscard]] const char* name() const noexcept override { return "zor"; }
 
   [[nodiscard]] std::string message(int code) const override {
-    switch (static_cast<Result>(code)) {
-      case Result::kSuccess:
-        return "success";
-      case Result::kTransportFailure:
-        return "the server did not answer, or not with a valid reply";
-      case Result::kNotConnected:
-        return "the server is not running, or busy";
-      case Result::kUnknownAlgorithm:
-        return "no algorithm of the list has this id";
-    }
-    return "the server answered " + std::to_string(static_cast<ZorResult>(code));
+    std::array<char, ZOR_RESULT_TEXT_SIZE> buffer{};
+    return zor_result_text(static_cast<ZorResult>(code), buffer.data());
   }
 
   [[nodiscard]] std::error_condition default_error_condition(int code) const noexcept override {
@@ -133,16 +138,40 @@ class Category final : public std::error_category {
 /// @cond INTERNAL
 namespace detail {
 
+/// Throws; without exceptions it ends the process, as the standard library does then.
+[[noreturn]] inline void Throw(std::error_code error, const char* what) {
+#if defined(__cpp_exceptions) || defined(_CPPUNWIND)
+  throw std::system_error(error, what);
+#else
+  static_cast<void>(error);
+  static_cast<void>(what);
+  std::abort();
+#endif
+}
+
+/// Runs `call()` and drops what it throws.
+template <typename Call>
+void DropExceptions(Call call) noexcept {
+#if defined(__cpp_exceptions) || defined(_CPPUNWIND)
+  try {
+    call();
+  } catch (const std::exception&) {
+  }
+#else
+  call();
+#endif
+}
+
 /// Runs `call(error)` and throws what it reports; `what` is the export's name.
 template <typename Call>
 auto OrThrow(const char* what, Call call) -> std::invoke_result_t<Call, std::error_code&> {
   std::error_code error;
   if constexpr (std::is_void_v<std::invoke_result_t<Call, std::error_code&>>) {
     call(error);
-    if (error) throw std::system_error(error, what);
+    if (error) Throw(error, what);
   } else {
     auto value = call(error);
-    if (error) throw std::system_error(error, what);
+    if (error) Throw(error, what);
     return value;
   }
 }
@@ -214,19 +243,91 @@ class Blob {
   ZorBlob record_ = {nullptr, 0, nullptr};
 };
 
+/// A text to pass to a call: null, a string literal, an `std::string` or an `std::string_view`. A
+/// view is copied, to end it with NUL; a text ends at its first NUL.
+class Text {
+ public:
+  // Implicit, all of them: it stands for an argument.
+  Text(std::nullptr_t) noexcept {}                                    ///< Left out of the request.
+  Text(const char* text) noexcept : text_(text) {}                    ///< May be null: left out.
+  Text(const std::string& text) noexcept : text_(text.c_str()) {}     ///< Must outlive the call.
+  Text(std::string_view text) : copy_(text), text_(copy_.c_str()) {}  ///< Is copied.
+
+  Text(const Text&) = delete;
+  Text& operator=(const Text&) = delete;
+  ~Text() = default;
+
+  /// The text for the C calls.
+  [[nodiscard]] const char* c_str() const noexcept { return text_; }
+
+ private:
+  std::string copy_;
+  const char* text_ = nullptr;
+};
+
+/// Bytes to pass to a call: any contiguous range of `std::uint8_t` or `std::byte`, such as an
+/// `std::span`, an `std::vector`, an `std::array` or a Blob. Refers to the range; does not copy it.
+class Bytes {
+ public:
+  /// `size` bytes at `data`, which may be null when `size` is 0.
+  Bytes(const std::uint8_t* data, std::size_t size) noexcept : data_(data), size_(size) {}
+
+  /// The bytes of a range. Implicit: it stands for an argument.
+  template <typename Range,
+            typename Value = std::remove_cv_t<
+                std::remove_pointer_t<decltype(std::data(std::declval<const Range&>()))>>,
+            typename = std::enable_if_t<std::is_same_v<Value, std::uint8_t> ||
+                                        std::is_same_v<Value, std::byte>>>
+  Bytes(const Range& range) noexcept
+      : data_(static_cast<const std::uint8_t*>(static_cast<const void*>(std::data(range)))),
+        size_(std::size(range)) {}
+
+  /// The first byte.
+  [[nodiscard]] const std::uint8_t* data() const noexcept { return data_; }
+
+  /// How many there are.
+  [[nodiscard]] std::size_t size() const noexcept { return size_; }
+
+ private:
+  const std::uint8_t* data_;
+  std::size_t size_;
+};
+
 class Instance;
+
+/// Asks for a Client that takes no lock.
+struct Unlocked {};
+
+/// The value to ask with: `zor::Client client(zor::kUnlocked);`
+inline constexpr Unlocked kUnlocked{};
+
+/// @cond INTERNAL
+namespace detail {
+
+/// What every call holds, unless the application has asked for something else.
+[[nodiscard]] inline std::mutex& CallMutex() noexcept {
+  // Never destroyed: static objects may own instances.
+  static std::mutex& mutex = *std::make_unique<std::mutex>().release();
+  return mutex;
+}
+
+}  // namespace detail
+/// @endcond
 
 /// The way to the server. Copies are alike; none holds anything of the server's.
 class Client {
  public:
+  /// Every call holds the header's own mutex.
+  Client() noexcept : mutex_(&detail::CallMutex()) {}
+
   /// Takes no lock: for applications that call from one thread at a time.
-  Client() noexcept = default;
+  explicit Client(Unlocked /*unused*/) noexcept {}
 
   /// Every call holds `mutex`, which must outlive the client, its copies and its instances. Give
-  /// the same one to every client of the process.
+  /// the same one to all who call the library in this process.
   explicit Client(std::mutex& mutex) noexcept : mutex_(&mutex) {}
 
-  /// The server's four information words [ZorIntfGetInfo].
+  /// The server's four information words [ZorIntfGetInfo]. Blocks.
   [[nodiscard]] ZorServerInfo GetInfo() const {
     return detail::OrThrow("ZorIntfGetInfo",
                            [&](std::error_code& error) { return GetInfo(error); });
@@ -239,8 +340,9 @@ class Client {
     return info;
   }
 
-  /// The names that `selector` stands for [ZorIntfEnum]. The list is the caller's own copy; the
-  /// library's is kept in one record for the whole process, which the next call frees.
+  /// The names that `selector` stands for [ZorIntfEnum]. Blocks; kAlgorithms also searches this
+  /// machine and runs code of the driver package. The list is the caller's own copy; the library's
+  /// is kept in one record for the whole process, which the next call frees.
   [[nodiscard]] NameList Enumerate(std::uint32_t selector = kAlgorithms) const {
     return detail::OrThrow("ZorIntfEnum",
                            [&](std::error_code& error) { return Enumerate(selector, error); });
@@ -258,12 +360,12 @@ class Client {
     return names;
   }
 
-  /// A new instance [ZorIntfCreate]. `name` and `value` are the server's to interpret; null leaves
-  /// one out.
-  [[nodiscard]] Instance Create(const char* name, const char* value = nullptr) const;
+  /// A new instance [ZorIntfCreate]. Blocks. `name` and `value` are the server's to interpret; null
+  /// leaves one out.
+  [[nodiscard]] Instance Create(const Text& name, const Text& value = nullptr) const;
 
   /// As above; an instance that owns nothing on error.
-  [[nodiscard]] Instance Create(const char* name, const char* value, std::error_code& error) const;
+  [[nodiscard]] Instance Create(const Text& name, const Text& value, std::error_code& error) const;
 
  private:
   friend class Instance;
@@ -289,8 +391,12 @@ class Client {
 /**
  * @brief An instance on the server, destroyed with this object.
  *
- * One that owns nothing (made empty, moved from, released, destroyed) sends nothing: its calls
- * report `std::errc::invalid_argument`.
+ * One that owns nothing (made empty, moved from, released, abandoned, destroyed) sends nothing: its
+ * calls report `std::errc::invalid_argument`.
+ *
+ * A server that has been restarted has lost its instances, and gives out the same handles again:
+ * the handle of a lost instance may be another's by then. Abandon() the instances when the server
+ * has ended.
  */
 class Instance {
  public:
@@ -307,23 +413,26 @@ class Instance {
   Instance(Instance&& other) noexcept
       : client_(other.client_), handle_(std::exchange(other.handle_, std::nullopt)) {}
 
-  /// Destroys the instance that this one owns, and leaves `other` without one.
+  /// Destroys the instance that this one owns, and leaves `other` without one. Blocks when there is
+  /// one to destroy. If both have the same handle, a server restarted in between has given it out
+  /// anew: then there is nothing to destroy.
   Instance& operator=(Instance&& other) noexcept {
     Instance taken(std::move(other));
+    if (handle_ == taken.handle_) Abandon();
     std::swap(client_, taken.client_);
     std::swap(handle_, taken.handle_);
     return *this;
   }
 
-  /// Destroys the instance [ZorIntfDestroy]. A failure is not reported: call Destroy() to see it.
+  /// Destroys the instance [ZorIntfDestroy]. Blocks. A failure is not reported: call Destroy() to
+  /// see it.
   ~Instance() {
     if (!handle_) return;
-    try {
+    // No memory for the request, or a mutex that refuses: nobody is left to tell.
+    detail::DropExceptions([this] {
       std::error_code ignored;
       Destroy(ignored);
-    } catch (const std::exception&) {
-      // No memory for the request, or a mutex that refuses: nobody is left to tell.
-    }
+    });
   }
 
   /// Whether there is an instance.
@@ -339,7 +448,11 @@ class Instance {
     return released;
   }
 
-  /// Destroys the instance now [ZorIntfDestroy]. On error it stays owned and can be tried again.
+  /// Gives the instance up without destroying it: for when its server has ended. Sends nothing.
+  void Abandon() noexcept { handle_.reset(); }
+
+  /// Destroys the instance now [ZorIntfDestroy]. Blocks. On error it stays owned and can be tried
+  /// again.
   void Destroy() {
     detail::OrThrow("ZorIntfDestroy", [&](std::error_code& error) { Destroy(error); });
   }
@@ -350,19 +463,19 @@ class Instance {
     if (!error) handle_.reset();
   }
 
-  /// Configures the instance [ZorIntfConfig]. `name` and `value` are the server's to interpret;
-  /// null leaves one out.
-  void Config(const char* name, const char* value) {
+  /// Configures the instance [ZorIntfConfig]. Blocks. `name` and `value` are the server's to
+  /// interpret; null leaves one out.
+  void Config(const Text& name, const Text& value) {
     detail::OrThrow("ZorIntfConfig", [&](std::error_code& error) { Config(name, value, error); });
   }
 
   /// As above.
-  void Config(const char* name, const char* value, std::error_code& error) {
-    const ZorTextParam param = {name, value};
+  void Config(const Text& name, const Text& value, std::error_code& error) {
+    const ZorTextParam param = {name.c_str(), value.c_str()};
     error = Call([&](std::uint32_t handle) { return ZorIntfConfig(handle, &param); });
   }
 
-  /// Starts the instance [ZorIntfStart].
+  /// Starts the instance [ZorIntfStart]. Blocks.
   void Start() {
     detail::OrThrow("ZorIntfStart", [&](std::error_code& error) { Start(error); });
   }
@@ -372,7 +485,7 @@ class Instance {
     error = Call([](std::uint32_t handle) { return ZorIntfStart(handle); });
   }
 
-  /// Stops the instance [ZorIntfStop].
+  /// Stops the instance [ZorIntfStop]. Blocks.
   void Stop() {
     detail::OrThrow("ZorIntfStop", [&](std::error_code& error) { Stop(error); });
   }
@@ -382,7 +495,7 @@ class Instance {
     error = Call([](std::uint32_t handle) { return ZorIntfStop(handle); });
   }
 
-  /// The instance's status, 0 to 255 [ZorIntfGetStatus].
+  /// The instance's status, 0 to 255 [ZorIntfGetStatus]. Blocks.
   [[nodiscard]] std::uint32_t GetStatus() const {
     return detail::OrThrow("ZorIntfGetStatus",
                            [&](std::error_code& error) { return GetStatus(error); });
@@ -395,75 +508,94 @@ class Instance {
     return status;
   }
 
-  /// Sets a parameter [ZorIntfSet]; `name` must not be null. Returns the value that the call left
-  /// in the record: the server's, when it answers with one; for kAlgorithmParameter the server's
-  /// id.
-  float Set(const char* name, float value) {
+  /// Sets a parameter [ZorIntfSet]; `name` must not be null. Blocks. Returns the value that the
+  /// call left in the record: the server's, when it answers with one; for kAlgorithmParameter the
+  /// server's id.
+  float Set(const Text& name, float value) {
     return detail::OrThrow("ZorIntfSet",
                            [&](std::error_code& error) { return Set(name, value, error); });
   }
 
   /// As above; returns what the call left in the record on error too.
-  float Set(const char* name, float value, std::error_code& error) {
-    ZorFloatParam param = {name, value};
+  float Set(const Text& name, float value, std::error_code& error) {
+    ZorFloatParam param = {name.c_str(), value};
     error = Call([&](std::uint32_t handle) { return ZorIntfSet(handle, &param); });
     return param.value;
   }
 
-  /// A parameter's value [ZorIntfGet]; `name` must not be null.
-  [[nodiscard]] float Get(const char* name) const {
+  /// A parameter's value [ZorIntfGet]; `name` must not be null. Blocks.
+  [[nodiscard]] float Get(const Text& name) const {
     return detail::OrThrow("ZorIntfGet", [&](std::error_code& error) { return Get(name, error); });
   }
 
   /// As above. On error 0, but for Result::kUnknownAlgorithm the server's id.
-  [[nodiscard]] float Get(const char* name, std::error_code& error) const {
-    ZorFloatParam param = {name, 0.0F};
+  [[nodiscard]] float Get(const Text& name, std::error_code& error) const {
+    ZorFloatParam param = {name.c_str(), 0.0F};
     error = Call([&](std::uint32_t handle) { return ZorIntfGet(handle, &param); });
     return param.value;
   }
 
-  /// Sends a block of `size` bytes [ZorIntfSetSerialized]. A null `name` is left out; `data` may be
-  /// null when `size` is 0.
-  void SetSerialized(const char* name, const std::uint8_t* data, std::size_t size) {
+  /// Sends a block of bytes [ZorIntfSetSerialized]. Blocks. A null `name` is left out.
+  void SetSerialized(const Text& name, const Bytes& bytes) {
     detail::OrThrow("ZorIntfSetSerialized",
-                    [&](std::error_code& error) { SetSerialized(name, data, size, error); });
+                    [&](std::error_code& error) { SetSerialized(name, bytes, error); });
   }
 
   /// As above.
-  void SetSerialized(const char* name, const std::uint8_t* data, std::size_t size,
-                     std::error_code& error) {
-    const ZorBlob input = Input(name, data, size);
+  void SetSerialized(const Text& name, const Bytes& bytes, std::error_code& error) {
+    const ZorBlob input = Input(name, bytes);
     error = Call([&](std::uint32_t handle) { return ZorIntfSetSerialized(handle, &input); });
   }
 
-  /// Fetches a block [ZorIntfGetSerialized]. A null `name` is left out.
-  [[nodiscard]] Blob GetSerialized(const char* name) const {
-    return detail::OrThrow("ZorIntfGetSerialized",
-                           [&](std::error_code& error) { return GetSerialized(name, error); });
+  /// As above: `size` bytes at `data`, which may be null when `size` is 0.
+  void SetSerialized(const Text& name, const std::uint8_t* data, std::size_t size) {
+    SetSerialized(name, Bytes(data, size));
+  }
+
+  /// As above.
+  void SetSerialized(const Text& name, const std::uint8_t* data, std::size_t size,
+                     std::error_code& error) {
+    SetSerialized(name, Bytes(data, size), error);
+  }
+
+  /// Fetches a block [ZorIntfGetSerialized]. Blocks. A null `name` is left out.
+  [[nodiscard]] Blob GetSerialized(const Text& name) const {
+    return GetSerialized(name, Bytes(nullptr, 0));
   }
 
   /// As above; empty on error.
-  [[nodiscard]] Blob GetSerialized(const char* name, std::error_code& error) const {
-    return GetSerialized(name, nullptr, 0, error);
+  [[nodiscard]] Blob GetSerialized(const Text& name, std::error_code& error) const {
+    return GetSerialized(name, Bytes(nullptr, 0), error);
   }
 
-  /// Fetches a block, with `size` bytes sent along for the server [ZorIntfGetSerialized].
-  [[nodiscard]] Blob GetSerialized(const char* name, const std::uint8_t* data,
-                                   std::size_t size) const {
+  /// Fetches a block, with bytes sent along for the server [ZorIntfGetSerialized]. Blocks.
+  [[nodiscard]] Blob GetSerialized(const Text& name, const Bytes& bytes) const {
     return detail::OrThrow("ZorIntfGetSerialized", [&](std::error_code& error) {
-      return GetSerialized(name, data, size, error);
+      return GetSerialized(name, bytes, error);
     });
   }
 
   /// As above; empty on error.
-  [[nodiscard]] Blob GetSerialized(const char* name, const std::uint8_t* data, std::size_t size,
+  [[nodiscard]] Blob GetSerialized(const Text& name, const Bytes& bytes,
                                    std::error_code& error) const {
-    const ZorBlob input = Input(name, data, size);
+    const ZorBlob input = Input(name, bytes);
     ZorBlob output = {nullptr, 0, nullptr};
     error =
         Call([&](std::uint32_t handle) { return ZorIntfGetSerialized(handle, &input, &output); });
     Blob blob(output);  // frees what a failed call may have left there
     return error ? Blob() : std::move(blob);
+  }
+
+  /// As above: `size` bytes at `data`, which may be null when `size` is 0.
+  [[nodiscard]] Blob GetSerialized(const Text& name, const std::uint8_t* data,
+                                   std::size_t size) const {
+    return GetSerialized(name, Bytes(data, size));
+  }
+
+  /// As above; empty on error.
+  [[nodiscard]] Blob GetSerialized(const Text& name, const std::uint8_t* data, std::size_t size,
+                                   std::error_code& error) const {
+    return GetSerialized(name, Bytes(data, size), error);
   }
 
  private:
@@ -475,12 +607,13 @@ class Instance {
 
   /// The record for a call that only reads it: its pointers are not const in C. A size that the
   /// record cannot tell becomes its largest, which the exports refuse.
-  [[nodiscard]] static ZorBlob Input(const char* name, const std::uint8_t* data,
-                                     std::size_t size) noexcept {
-    constexpr std::size_t kLargest = std::numeric_limits<std::uint32_t>::max();
+  [[nodiscard]] static ZorBlob Input(const Text& name, const Bytes& bytes) noexcept {
+    // In parentheses: the system's header has a macro of the name.
+    constexpr std::size_t kLargest = (std::numeric_limits<std::uint32_t>::max)();
+    const std::size_t size = bytes.size() < kLargest ? bytes.size() : kLargest;
     // NOLINTBEGIN(cppcoreguidelines-pro-type-const-cast)
-    return {const_cast<char*>(name), static_cast<std::uint32_t>(size < kLargest ? size : kLargest),
-            const_cast<std::uint8_t*>(data)};
+    return {const_cast<char*>(name.c_str()), static_cast<std::uint32_t>(size),
+            const_cast<std::uint8_t*>(bytes.data())};
     // NOLINTEND(cppcoreguidelines-pro-type-const-cast)
   }
 
@@ -488,14 +621,14 @@ class Instance {
   std::optional<std::uint32_t> handle_;
 };
 
-inline Instance Client::Create(const char* name, const char* value, std::error_code& error) const {
-  const ZorTextParam param = {name, value};
+inline Instance Client::Create(const Text& name, const Text& value, std::error_code& error) const {
+  const ZorTextParam param = {name.c_str(), value.c_str()};
   std::uint32_t handle = 0;
   error = Call([&] { return ZorIntfCreate(&handle, &param); });
   return error ? Instance() : Instance(*this, handle);
 }
 
-inline Instance Client::Create(const char* name, const char* value) const {
+inline Instance Client::Create(const Text& name, const Text& value) const {
   return detail::OrThrow("ZorIntfCreate",
                          [&](std::error_code& error) { return Create(name, value, error); });
 }
@@ -510,8 +643,9 @@ struct Event {
 };
 
 /// Receives events, one at a time, on the library's background thread. The rules of
-/// ::ZorEventCallback hold: it must not throw (that ends the process) nor unload the library, and
-/// it may make calls, when no other thread makes one or all share a mutex.
+/// ::ZorEventCallback hold: it must not throw (that ends the process) nor unload the library. It
+/// may make calls through a Client, unless that is an unlocked one and another thread calls
+/// meanwhile.
 using EventCallback = std::function<void(const Event&)>;
 
 /// @cond INTERNAL
@@ -574,11 +708,11 @@ inline void DeliverEvent(ZorEvent* record) noexcept {
 /**
  * @brief Sets the event callback, replacing any earlier one [ZorIntfRegEventCallback].
  *
- * There is one for the whole process; an empty function switches delivery off. Waits for a delivery
- * that is under way: on return the earlier callback does not run and never will, so what it refers
- * to may be destroyed. Called from within a callback it does not wait, and the callback that is
- * running lives on until it returns. May be called at any time from any thread, but not with a lock
- * held that the earlier callback may wait for.
+ * There is one for the whole process; an empty function switches delivery off. Blocks while another
+ * thread delivers an event to the earlier callback: on return the earlier callback does not run and
+ * never will, so what it refers to may be destroyed. Called from within a callback it does not
+ * wait, and the callback that is running lives on until it returns. May be called at any time from
+ * any thread, but not with a lock held that the earlier callback may wait for.
  * @param callback  Called on the library's thread. It is destroyed when it has been replaced.
  */
 inline void SetEventCallback(EventCallback callback) {
@@ -596,15 +730,18 @@ inline void SetEventCallback(EventCallback callback) {
 
 /// Sets the event callback for as long as this object lives: for callbacks that refer to local
 /// objects. See SetEventCallback().
-class ScopedEventCallback {
+class [[nodiscard]] ScopedEventCallback {
  public:
-  /// Sets the callback [ZorIntfRegEventCallback].
-  explicit ScopedEventCallback(EventCallback callback) { SetEventCallback(std::move(callback)); }
+  /// Sets the callback [ZorIntfRegEventCallback]. Blocks as SetEventCallback() does.
+  [[nodiscard]] explicit ScopedEventCallback(EventCallback callback) {
+    SetEventCallback(std::move(callback));
+  }
 
   ScopedEventCallback(const ScopedEventCallback&) = delete;
   ScopedEventCallback& operator=(const ScopedEventCallback&) = delete;
 
-  /// Switches delivery off, whoever's callback it is by now [ZorIntfRegEventCallback].
+  /// Switches delivery off, even if another callback has been set since [ZorIntfRegEventCallback].
+  /// Blocks as SetEventCallback() does.
   ~ScopedEventCallback() { SetEventCallback(EventCallback()); }
 };
 

@@ -3,9 +3,10 @@
  * @brief The audio server's client library, `ZorInterface.dll`: its records, results and calls.
  *
  * An application loads the library to drive audio-processing instances that live in a separate
- * audio server on the same machine. Each call below is one request and one reply on the server's
- * request pipe `\\.\Pipe\ZorSWNRpipe`; a background thread of the library turns the messages of the
- * notification pipe `\\.\Pipe\ZorSWNRpipeNotify` into calls of one callback.
+ * audio server on the same machine. A call is one request and one reply on the server's request
+ * pipe `\\.\Pipe\ZorSWNRpipe`, except ZorIntfRegEventCallback() and ZorIntfFreeSerialized(), which
+ * send nothing. A background thread of the library turns the messages of the notification pipe
+ * `\\.\Pipe\ZorSWNRpipeNotify` into calls of one callback.
  *
  * @code
  * #include <stdio.h>
@@ -27,16 +28,22 @@
  * given, and the server answers a call out of order with a result of its own.
  *
  * ## Threads
- * Every call runs on the caller's thread and blocks until the server has answered; there is no
- * time-out. The library takes no lock: call it from one thread at a time. ZorIntfRegEventCallback()
- * may be called at any time from any thread.
+ * Every call runs on the caller's thread. A call that has sent its request blocks until the server
+ * has replied; there is no time-out. The library takes no lock: call it from one thread at a time.
+ * ZorIntfRegEventCallback() may be called at any time from any thread.
  *
  * ## Loading and unloading
- * Loading opens no pipe and sends nothing; it starts the one background thread. `FreeLibrary`
- * returns when that thread has finished its current pass: at most 100 ms, plus the time that a
- * running callback still takes. Do not unload while a call is running, nor from the event callback
- * (the library would wait for itself: the process is terminated). A process may also simply exit.
- * Do not use the library from `DllMain` or from static constructors and destructors.
+ * Loading itself opens no pipe and sends nothing. It starts the one background thread, which
+ * connects to the notification pipe a moment later, without being asked. `FreeLibrary` returns when
+ * that thread has finished its current pass: about 100 ms at most (a sleep of 100 ms, which the
+ * system may round up), plus the time that a running callback still takes. Do not unload while a
+ * call is running, nor from the event callback (the library would wait for itself: the process is
+ * terminated). A process may also simply exit. Do not use the library from `DllMain` or from static
+ * constructors and destructors.
+ *
+ * Loading fails when the system has no thread for the library, or no memory: `LoadLibrary` then
+ * returns null with error 1114 (`ERROR_DLL_INIT_FAILED`), and nothing stays behind. A program that
+ * is linked with the library does not start.
  *
  * ## Memory
  * Everything an application passes in stays its own and is copied before the call returns. What a
@@ -51,17 +58,39 @@
  *   is shown as it is. The call sets the security of COM for the process (default authentication,
  *   impersonation) unless that has been done before, which is as good.
  * - The call loads each library of the package, asks it for its information and unloads it: code of
- *   the driver package runs on the calling thread. Before that it adds the package's folder to the
- *   process's search for libraries (`SetDllDirectoryW`), where it stays: it is not set back.
+ *   the driver package runs on the calling thread. A library that the system cannot load is
+ * skipped, without a box on the user's screen.
+ * - Before it loads a library, the call makes the package's folder the one that `SetDllDirectoryW`
+ *   adds to the process's search for libraries. The folder stays there after the call, in place of
+ *   the current directory and of a folder that the application had set. To undo this, the
+ *   application calls `SetDllDirectoryW` itself afterwards: with `NULL` for the system's default,
+ * or with what it had set before.
+ * - On a single-threaded apartment COM dispatches window messages while it waits for the management
+ *   service. A window procedure may call ZorIntfEnum() then, even with the same record: the list of
+ *   the outer call replaces the inner one's, which is freed.
  *
  * ## Errors
  * A result is a number (see ::ZorResult); nothing else is reported. A pipe that cannot be opened, a
  * reply that is no valid message, a refusal of the server and a step of the driver's search that
  * fails also write a line with the prefix "[zor] " to the debugger output; other failures write
- * none. No call checks a pointer to a record for null: a null record is the caller's fault. An
- * allocation failure inside the library leaves it as the C++ exception `std::bad_alloc`, from any
- * call but ZorIntfRegEventCallback() and ZorIntfFreeSerialized(); no other exception of the
- * library's own leaves a call.
+ * none. No call checks a pointer to a record for null: a null record is the caller's fault.
+ *
+ * ## Out of memory
+ * An allocation failure inside the library leaves it as the C++ exception `std::bad_alloc`, from
+ * any call but ZorIntfRegEventCallback() and ZorIntfFreeSerialized(); no other exception of the
+ * library's own leaves a call. A line of the debugger output is dropped without a word. The
+ * background thread allocates nothing else: it goes on, and loses no notification.
+ *
+ * Who can catch that exception depends on the compiler of the caller:
+ * - C++ of GCC (MinGW): catches it. GCC's runtime in the application allocates when a thread
+ *   catches its first exception, and ends the process (`abort`) where there is no memory for that.
+ * - C of GCC: nobody catches it; the process ends.
+ * - Microsoft's C++ compiler, or clang in its mode: nobody can catch it. The exception is GCC's. A
+ *   handler of another kind between the call and the thread's beginning (`__try`, `catch`) is never
+ *   reached: the calling thread runs on inside the unwinder for ever. Besides, `/EHsc` lets the
+ *   compiler remove a `catch` around a call of an `extern "C"` function (`/EHs` does not).
+ *
+ * An application that is not built with GCC should treat this as the end of the process.
  */
 #ifndef ZOR_INTERFACE_H
 #define ZOR_INTERFACE_H
@@ -76,6 +105,19 @@
 #define ZOR_API
 #endif
 /** @endcond */
+
+/** @name The version of this header
+ *
+ * The library's file has the same in its version resource.
+ * @{
+ */
+/* NOLINTBEGIN(cppcoreguidelines-macro-usage): for C, and for the preprocessor. */
+#define ZOR_VERSION_MAJOR 0        /**< The first number. */
+#define ZOR_VERSION_MINOR 1        /**< The second; another one may break programs. */
+#define ZOR_VERSION_PATCH 0        /**< The third. */
+#define ZOR_VERSION_STRING "0.1.0" /**< All three. */
+/* NOLINTEND(cppcoreguidelines-macro-usage) */
+/** @} */
 
 #ifdef __cplusplus
 extern "C" {
@@ -95,10 +137,11 @@ enum {
   /** The server answered with result 0, or without a result. */
   ZOR_SUCCESS = 0,
   /** The request could not be written, or the reply was not readable, longer than 1024 bytes, or
-      not a valid message; or a local step of the call failed. */
+      not a valid message; or a local step of the call failed, such as the search of this machine:
+      the same call then fails again until its cause is gone. */
   ZOR_TRANSPORT_FAILURE = 1,
-  /** The request pipe could not be opened: the server is not running, or all its pipe instances
-      are busy. Nothing was sent; the next call tries again. */
+  /** The request pipe could not be opened: the server is not running, all its pipe instances are
+      busy, or it does not admit this user. Nothing was sent; the next call tries again. */
   ZOR_NOT_CONNECTED = 2,
   /** ZorIntfSet() or ZorIntfGet() of "supproted_algo_name": no algorithm that ZorIntfEnum()
       was told of by the server has this id, or ZorIntfEnum() has not been called. */
@@ -183,8 +226,8 @@ typedef struct ZorValueTextPayload {
  * server's.
  *
  * Read only the member of `data` that belongs to `type`. The rest of the record holds whatever
- * earlier notifications left there, stale pointers included; for a type above 5 nothing in `data`
- * is new.
+ * earlier notifications left there, stale pointers included, and zeros where there was none yet;
+ * for a type above 5 nothing in `data` is new.
  */
 typedef struct ZorEvent {
   /** 0 to 255. */
@@ -206,10 +249,19 @@ typedef struct ZorEvent {
  *
  * The record and its texts are valid until the callback returns; copy what is to be kept. The next
  * notification is not read, and `FreeLibrary` does not return, before the callback has returned.
- * A callback must not throw, must not unload the library, and must not wait for a thread that is
- * loading or unloading any library (the loader's lock is held there). It may make calls, as long as
- * no other thread makes one at the same time; of these ZorIntfEnum() may load libraries itself, so
- * not while another thread may be unloading this one.
+ * It may make calls, as long as no other thread makes one at the same time.
+ *
+ * A callback must not
+ * - throw, or unload the library;
+ * - wait for a thread that is loading or unloading any library (the loader's lock is held there);
+ * - while another thread may be unloading this library: load or unload a library, as ZorIntfEnum()
+ *   does, or start a thread and wait for it, or wait for the end of one. Threads begin and end
+ * under the loader's lock, which the unload holds until the callback has returned: neither ever
+ * ends;
+ * - end its thread (`ExitThread`): the unload would wait for ever;
+ * - leave its thread in another state. The thread belongs to a thread pool. At the unload the
+ *   library puts back its priority, its affinity and that it has no token of its own; the callback
+ *   itself must undo the rest, such as `CoInitializeEx`, preferred languages and transactions.
  */
 typedef void (*ZorEventCallback)(ZorEvent* event);
 
@@ -241,16 +293,18 @@ ZOR_API ZorResult ZorIntfDestroy(uint32_t handle);
  * @brief Lists names: for selector 2 the algorithms, for others what the server keeps there.
  *
  * Selector 2 compares the server's algorithms with those of this machine; COM must be initialised
- * (see "The algorithms of this machine" above). Where there are as many, or none on this machine,
- * the list is the server's. Otherwise it has as many slots as there are algorithm libraries here,
- * and shows those of the server's algorithms that are present, each in the slot of its id; a slot
- * that none fills is null, and an algorithm whose id lies beyond the last slot is not shown, though
- * ZorIntfSet() takes its id.
+ * (see "The algorithms of this machine" above). Let K be the server's count of algorithms, and L
+ * this machine's: each library that returns its information counts once for each algorithm that its
+ * file name stands for, so two libraries of one algorithm count twice. If L is 0 or equals K, the
+ * list is the server's. Otherwise it has L slots, and shows those of the server's algorithms that
+ * are present, each in the slot of its id. A slot without an algorithm is null. An algorithm with
+ * an id of L or more is not shown, but ZorIntfSet() takes its id.
  *
  * An algorithm's id is its position in the server's list; where the list differs from the
  * server's, its position in all that was ever enumerated with selector 2: every such call appends
  * the server's list again, and nothing is removed. Enumerate once, and keep the ids: after a later
- * call, an id may be another than before.
+ * call, an id may be another than before. Ids have 16 bits: from row 32,768 on they wrap around,
+ * and an algorithm with a negative id is not shown.
  * @param         selector  Which list. The server sees the low 8 bits; only the number 2 itself
  *                          looks at this machine.
  * @param[in,out] list      Zeroed before its first use. On success its previous contents are freed
@@ -258,7 +312,8 @@ ZOR_API ZorResult ZorIntfDestroy(uint32_t handle);
  * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED or the server's own result.
  *         ::ZOR_TRANSPORT_FAILURE with an empty list: the search of this machine failed, because
  *         the driver store or the package's folder cannot be listed, or a version there is no
- *         number. `std::bad_alloc` leaves a valid list, with slots that are null.
+ *         number. No line of the debugger output says so, and calling again does not help before
+ *         the machine is put right. `std::bad_alloc` leaves a valid list, with slots that are null.
  */
 ZOR_API ZorResult ZorIntfEnum(uint32_t selector, ZorNameList* list);
 
@@ -374,6 +429,37 @@ ZOR_API ZorResult ZorIntfStart(uint32_t handle);
  * @return ::ZOR_SUCCESS, ::ZOR_TRANSPORT_FAILURE, ::ZOR_NOT_CONNECTED or the server's own result.
  */
 ZOR_API ZorResult ZorIntfStop(uint32_t handle);
+
+/** @name The calls as function pointers
+ *
+ * For programs that find the calls at run time, with `GetProcAddress` or zor_loader.h.
+ * @{
+ */
+typedef ZorResult (*ZorIntfConfigFunction)(uint32_t handle,
+                                           const ZorTextParam* param); /**< Of ZorIntfConfig(). */
+typedef ZorResult (*ZorIntfCreateFunction)(uint32_t* handle,
+                                           const ZorTextParam* param); /**< Of ZorIntfCreate(). */
+typedef ZorResult (*ZorIntfDestroyFunction)(uint32_t handle);          /**< Of ZorIntfDestroy(). */
+typedef ZorResult (*ZorIntfEnumFunction)(uint32_t selector,
+                                         ZorNameList* list); /**< Of ZorIntfEnum(). */
+typedef ZorResult (*ZorIntfFreeSerializedFunction)(
+    uint32_t handle, ZorBlob* blob); /**< Of ZorIntfFreeSerialized(). */
+typedef ZorResult (*ZorIntfGetFunction)(uint32_t handle,
+                                        ZorFloatParam* param);    /**< Of ZorIntfGet(). */
+typedef ZorResult (*ZorIntfGetInfoFunction)(ZorServerInfo* info); /**< Of ZorIntfGetInfo(). */
+typedef ZorResult (*ZorIntfGetSerializedFunction)(
+    uint32_t handle, const ZorBlob* input, ZorBlob* output); /**< Of ZorIntfGetSerialized(). */
+typedef ZorResult (*ZorIntfGetStatusFunction)(uint32_t handle,
+                                              uint32_t* status); /**< Of ZorIntfGetStatus(). */
+typedef ZorResult (*ZorIntfRegEventCallbackFunction)(
+    ZorEventCallback callback); /**< Of ZorIntfRegEventCallback(). */
+typedef ZorResult (*ZorIntfSetFunction)(uint32_t handle,
+                                        ZorFloatParam* param); /**< Of ZorIntfSet(). */
+typedef ZorResult (*ZorIntfSetSerializedFunction)(
+    uint32_t handle, const ZorBlob* blob);                  /**< Of ZorIntfSetSerialized(). */
+typedef ZorResult (*ZorIntfStartFunction)(uint32_t handle); /**< Of ZorIntfStart(). */
+typedef ZorResult (*ZorIntfStopFunction)(uint32_t handle);  /**< Of ZorIntfStop(). */
+/** @} */
 
 #ifdef __cplusplus
 }

@@ -23,15 +23,20 @@ constexpr std::uint32_t kReconnectPauseMs = 1;
 
 class NotifyListener {
  public:
-  explicit NotifyListener(RpcClient& client) noexcept : client_(client), channel_(*client.notify) {}
+  explicit NotifyListener(RpcClient& client) noexcept : client_(client), channel_(*client.notify) {
+    // An initialiser sets the first member of the union only, and no padding.
+    std::memset(&event_, 0, sizeof(event_));
+  }
 
   void Pass() noexcept {
-    // Not held while it sleeps or runs the callback: the unload need not leave its closing to
-    // later.
-    if (!channel_.Hold()) return;
-    const Received received = Receive();
-    channel_.Release();
-
+    Received received;
+    {
+      // Not held while it sleeps or runs the callback: the unload need not leave its closing to
+      // later.
+      const PipeChannel::Hold hold(channel_);
+      if (!hold) return;
+      received = Receive();
+    }
     if (received.pause_ms != 0) {
       platform::Sleep(received.pause_ms);
     } else {
@@ -100,7 +105,7 @@ class NotifyListener {
   RpcClient& client_;
   PipeChannel& channel_;
   std::array<std::uint8_t, kMessageLimit> buffer_{};
-  ZorEvent event_{};  ///< never cleared: what a type does not set is left from the event before
+  ZorEvent event_;  ///< never cleared: what a type does not set is left from the event before
 };
 
 }  // namespace

@@ -1,4 +1,4 @@
-/// The one background thread, and what the library needs to know about its process.
+/// The one background thread.
 #pragma once
 
 #include <cstdint>
@@ -23,9 +23,5 @@ struct Thread;
 
 /// Suspends the calling thread.
 void Sleep(std::uint32_t milliseconds) noexcept;
-
-/// True once the process is ending: the system has then already ended every other thread, wherever
-/// it stood.
-[[nodiscard]] bool ProcessIsEnding() noexcept;
 
 }  // namespace zor::platform

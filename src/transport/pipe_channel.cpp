@@ -21,14 +21,15 @@ void PipeChannel::Shut() noexcept {
   if (use_.exchange(Use::kShut) != Use::kHeld) Close();
 }
 
-bool PipeChannel::Hold() noexcept {
+PipeChannel::Hold::Hold(PipeChannel& channel) noexcept {
   Use expected = Use::kFree;
-  return use_.compare_exchange_strong(expected, Use::kHeld);
+  channel_ = channel.use_.compare_exchange_strong(expected, Use::kHeld) ? &channel : nullptr;
 }
 
-void PipeChannel::Release() noexcept {
-  Use expected = Use::kHeld;
-  use_.compare_exchange_strong(expected, Use::kFree);
+PipeChannel::Hold::~Hold() {
+  if (channel_ == nullptr) return;
+  Use expected = Use::kHeld;  // not when it was shut meanwhile
+  channel_->use_.compare_exchange_strong(expected, Use::kFree);
 }
 
 bool ConnectToServer(PipeChannel& channel) noexcept {

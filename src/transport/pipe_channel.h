@@ -2,12 +2,12 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 
 #include "platform/pipe.h"
+#include "platform/shared.h"
 
 namespace zor {
 
@@ -32,22 +32,33 @@ class PipeChannel {
   void Close() noexcept;
 
   /// The unload's closing: closes now, or leaves it to the destructor while the listener holds the
-  /// handle. No Hold() succeeds afterwards.
+  /// handle. No Hold holds anything afterwards.
   void Shut() noexcept;
 
   /// The listener's claim on the handle while it uses it, so that the unload does not close it
-  /// meanwhile: the system could already have given its number to another thread. False once shut.
-  [[nodiscard]] bool Hold() noexcept;
-  void Release() noexcept;
+  /// meanwhile: the system could already have given its number to another thread.
+  class [[nodiscard]] Hold {
+   public:
+    explicit Hold(PipeChannel& channel) noexcept;
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+    ~Hold();
+
+    /// False when the channel is shut, or held already.
+    [[nodiscard]] explicit operator bool() const noexcept { return channel_ != nullptr; }
+
+   private:
+    PipeChannel* channel_;
+  };
 
   std::uint32_t capacity = kCapacity;
   std::array<wchar_t, kNameLimit> name{};        ///< the pipe's path, zero-terminated
   std::array<std::uint8_t, kCapacity> buffer{};  ///< reserved; the calls read into their own
-  std::atomic<platform::PipeHandle> handle{platform::PipeHandle::kInvalid};
+  Shared<platform::PipeHandle> handle{platform::PipeHandle::kInvalid};
 
  private:
   enum class Use : std::uint8_t { kFree, kHeld, kShut };
-  std::atomic<Use> use_{Use::kFree};
+  Shared<Use> use_{Use::kFree};
 };
 
 /// Makes sure that `channel` holds a live handle to the server's pipe: keeps one that answers, or

@@ -1,11 +1,11 @@
 #include "transport/remote_call.h"
 
-#include <atomic>
 #include <span>
 
 #include "interface/debug_log.h"
 #include "messages/reply.h"
 #include "platform/pipe.h"
+#include "platform/shared.h"
 
 namespace zor {
 

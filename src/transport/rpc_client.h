@@ -1,10 +1,10 @@
 /// The process-wide client: both channels, the callback and the listener.
 #pragma once
 
-#include <atomic>  // IWYU pragma: export
 #include <memory>  // IWYU pragma: export
 
 #include "interface/zor_interface.h"
+#include "platform/shared.h"  // IWYU pragma: export
 #include "transport/listener_thread.h"
 #include "transport/pipe_channel.h"  // IWYU pragma: export
 
@@ -25,9 +25,9 @@ struct RpcClient {
 
   std::unique_ptr<PipeChannel> request;
   std::unique_ptr<PipeChannel> notify;
-  std::atomic<ZorEventCallback> event_callback{nullptr};
+  Shared<ZorEventCallback> event_callback{nullptr};
   std::unique_ptr<ListenerThread> listener;
-  std::atomic<bool> stopping{false};
+  Shared<bool> stopping{false};
 
  private:
   static void RunListener(void* client);

@@ -1,7 +1,8 @@
 // The only file that is compiled with _UCRT defined, for the runtime's own formatters. It must
 // include no stream, locale or file-system header: see the toolchain file.
-#include <stdio.h>
 #include <wchar.h>
+// Behind it, or MinGW leaves _vscwprintf_l out.
+#include <stdio.h>
 
 #include "platform/debug_output.h"
 
@@ -12,7 +13,8 @@ int FormattedLength(const char* format, std::va_list arguments) noexcept {
 }
 
 int FormattedLength(const wchar_t* format, std::va_list arguments) noexcept {
-  return _vscwprintf(format, arguments);
+  // Without _l, MinGW's takes %s for a narrow text, and the formatter below for a wide one.
+  return _vscwprintf_l(format, nullptr, arguments);
 }
 
 void Format(char* buffer, std::size_t size, const char* format, std::va_list arguments) noexcept {

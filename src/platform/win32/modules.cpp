@@ -13,6 +13,10 @@ bool SetLibraryDirectory(const wchar_t* directory) noexcept {
   return SetDllDirectoryW(directory) != FALSE;
 }
 
+std::uint32_t ThreadErrorMode() noexcept { return GetThreadErrorMode(); }
+
+void SetThreadErrorMode(std::uint32_t mode) noexcept { ::SetThreadErrorMode(mode, nullptr); }
+
 LoadModuleResult LoadModule(const wchar_t* path) noexcept {
   const HMODULE module = LoadLibraryW(path);
   const DWORD error = GetLastError();

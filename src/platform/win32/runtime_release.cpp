@@ -1,6 +1,6 @@
 // libstdc++ takes 73 KB for exceptions thrown out of memory when a library with it is loaded, and
 // gives them back only when asked: without this every load and unload leaks them.
-#include "platform/thread.h"
+#include "platform/process.h"
 
 // The library's own name for it, declared by no header.
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
@@ -20,7 +20,7 @@ struct RuntimeRelease {
   }
 };
 
-// Built before all but the runtime's threads, so destroyed after all but those.
+// Built before all but what the runtime keeps for each thread, so destroyed after all but that.
 [[gnu::init_priority(102)]] const RuntimeRelease runtime_release;
 
 }  // namespace

@@ -3,21 +3,15 @@
 // It would otherwise come from winpthreads, which is not made to be unloaded: every load and unload
 // leaves up to four handles behind, and one of the process's 1088 thread-local slots; when there is
 // none left it ends the process. One locale is enough for that, and every regular expression has
-// one; so is one exception.
+// one. What each thread has of its own is in runtime_thread_locals.cpp.
 //
 // Should the runtime ask for a function that is not here, winpthreads comes in again, and the
 // linker refuses what is then defined twice.
 #include <pthread.h>
 #include <windows.h>
 
-#include <algorithm>
-#include <array>
 #include <atomic>
-#include <cerrno>
-#include <cstddef>
 #include <cstdint>
-
-#include "platform/thread.h"
 
 namespace {
 
@@ -40,38 +34,11 @@ CONDITION_VARIABLE* ToCondition(pthread_cond_t* condition) noexcept {
   return ToLock<CONDITION_VARIABLE>(condition);
 }
 
-/// The keys that exist, so that the unload frees them: a key's destructor lies in the library, and
-/// threads that have values end later. Freeing one destroys the values of all threads.
-class Keys {
- public:
-  Keys() = default;
-  Keys(const Keys&) = delete;
-  Keys& operator=(const Keys&) = delete;
-  ~Keys() {
-    if (zor::platform::ProcessIsEnding()) return;
-    std::for_each_n(keys_.begin(), std::min(count_.load(), keys_.size()), FlsFree);
-  }
-
-  [[nodiscard]] bool Add(DWORD key) noexcept {
-    const std::size_t position = count_++;
-    if (position >= keys_.size()) return false;
-    keys_[position] = key;
-    return true;
-  }
-
- private:
-  std::array<DWORD, 16> keys_{};
-  std::atomic<std::size_t> count_{0};
-};
-
-// The first object to be built, so the last to be destroyed.
-[[gnu::init_priority(101)]] Keys keys;
-
 }  // namespace
 
 // The signatures, and what a mutex is, are those of <pthread.h>.
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name,readability-non-const-parameter)
-// NOLINTBEGIN(cert-fio38-c,misc-non-copyable-objects,cppcoreguidelines-pro-type-const-cast)
+// NOLINTBEGIN(cert-fio38-c,misc-non-copyable-objects)
 
 // Nothing in the runtime locks a recursive mutex twice.
 int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* /*attributes*/) {
@@ -116,22 +83,5 @@ int pthread_once(pthread_once_t* once, void (*routine)()) {
   return 0;
 }
 
-int pthread_key_create(pthread_key_t* key, void (*destructor)(void*)) {
-  const DWORD index = FlsAlloc(destructor);
-  if (index == FLS_OUT_OF_INDEXES) return EAGAIN;
-  if (!keys.Add(index)) {
-    FlsFree(index);
-    return EAGAIN;
-  }
-  *key = index;
-  return 0;
-}
-
-void* pthread_getspecific(pthread_key_t key) { return FlsGetValue(key); }
-
-int pthread_setspecific(pthread_key_t key, const void* value) {
-  return FlsSetValue(key, const_cast<void*>(value)) == FALSE ? ENOMEM : 0;
-}
-
-// NOLINTEND(cert-fio38-c,misc-non-copyable-objects,cppcoreguidelines-pro-type-const-cast)
+// NOLINTEND(cert-fio38-c,misc-non-copyable-objects)
 // NOLINTEND(readability-inconsistent-declaration-parameter-name,readability-non-const-parameter)

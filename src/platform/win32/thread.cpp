@@ -6,6 +6,9 @@
 #include <memory>
 #include <new>
 
+#include "platform/heap.h"
+#include "platform/win32/thread_state.h"
+
 namespace zor::platform {
 
 // A private thread pool of one thread, whose one work item is the routine. Not a plain thread:
@@ -32,19 +35,33 @@ struct Thread {
 
 namespace {
 
+struct ThreadDelete {
+  void operator()(Thread* thread) const noexcept {
+    thread->~Thread();
+    HeapFree(thread);
+  }
+};
+
+using OwnedThread = std::unique_ptr<Thread, ThreadDelete>;
+
+/// Of the C heap: without memory even `new (std::nothrow)` throws inside the runtime.
+OwnedThread MakeThread() noexcept {
+  void* block = HeapAllocate(sizeof(Thread));
+  return OwnedThread(block == nullptr ? nullptr : new (block) Thread);
+}
+
 void CALLBACK RunRoutine(PTP_CALLBACK_INSTANCE /*instance*/, void* context, PTP_WORK /*work*/) {
+  const ThreadStateKeeper keeper;
   auto* thread = static_cast<Thread*>(context);
   thread->id = GetCurrentThreadId();
   thread->routine(thread->argument);
   thread->id = 0;
 }
 
-std::atomic<bool> process_is_ending{false};
-
 }  // namespace
 
 Thread* StartThread(void (*routine)(void*), void* argument) noexcept {
-  std::unique_ptr<Thread> thread(new (std::nothrow) Thread);
+  OwnedThread thread = MakeThread();
   if (thread == nullptr) return nullptr;
   thread->routine = routine;
   thread->argument = argument;
@@ -68,21 +85,11 @@ Thread* StartThread(void (*routine)(void*), void* argument) noexcept {
 bool IsCurrentThread(const Thread* thread) noexcept { return thread->id == GetCurrentThreadId(); }
 
 bool JoinThread(Thread* thread) noexcept {
-  const std::unique_ptr<Thread> owned(thread);
+  const OwnedThread owned(thread);
   WaitForThreadpoolWorkCallbacks(owned->work, TRUE);
   return true;
 }
 
 void Sleep(std::uint32_t milliseconds) noexcept { ::Sleep(milliseconds); }
 
-bool ProcessIsEnding() noexcept { return process_is_ending; }
-
 }  // namespace zor::platform
-
-// Runs before the static destructors at detach.
-extern "C" BOOL WINAPI DllMain(HINSTANCE /*library*/, DWORD reason, void* reserved) {
-  if (reason == DLL_PROCESS_DETACH && reserved != nullptr) {
-    zor::platform::process_is_ending = true;
-  }
-  return TRUE;
-}
