@@ -8,8 +8,8 @@ build_packages=(
 )
 # To make the package, and for the tests that use it as others would.
 package_packages=(llvm)
-test_packages=("${package_packages[@]}" clang lld pkgconf)
-lint_packages=(clang-format clang-tidy shellcheck cppcheck iwyu)
+test_packages=("${package_packages[@]}" clang lld pkgconf spin)
+lint_packages=(clang-format clang-tidy shellcheck cppcheck iwyu clang-19 lld-19 llvm-19 libc++-19-dev libwine-dev)
 fuzz_packages=(clang libclang-rt-14-dev)
 # The tools for the system's remote procedure call, which a call is compared with.
 bench_packages=(libbenchmark-dev mingw-w64-tools)
@@ -61,28 +61,38 @@ build() {
   cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
-# The rows of a table of what was tried: the lines "tally: NUMBER WHAT" of the tests' output on standard
-# input, added up by what they count. tally_rows WHERE LOST
+# The rows of a table of what was tried, from what run_test.py has said, on standard input: its lines
+# "tally: NUMBER WHAT" added up by what they count. Lost is what a failed case has counted.
+# tally_rows WHERE
 tally_rows() {
-  awk -v where="$1" -v lost="$2" '
-    { sub(/\r$/, "") }
-    /tally: [0-9]/ { # behind half a line of Wine, now and then
-      what = $0
-      sub(/.*tally: /, "", what)
-      number = what + 0
-      sub(/^[0-9]+ /, "", what)
-      if (!(what in sum)) order[++count] = what
-      sum[what] += number
+  awk -v where="$1" '
+    /^tally(: | of a failed case: )[0-9]/ {
+      failed = /^tally of/
+      sub(/^tally[^:]*: /, "")
+      number = $0 + 0
+      sub(/^[0-9]+ /, "")
+      if (!($0 in sum)) order[++count] = $0
+      sum[$0] += number
+      if (failed) lost[$0] = 1
     }
-    END { for (i = 1; i <= count; i++) printf "| %s, %s | %d | %s |\n", order[i], where, sum[order[i]], lost }
+    END {
+      for (i = 1; i <= count; i++)
+        printf "| %s, %s | %d | %s |\n", order[i], where, sum[order[i]], order[i] in lost ? "failed" : "0"
+    }
   '
 }
 
-# The same of one program, and that it failed: it may have ended before what it tried was counted.
-# program_rows NAME WHERE LOST
+# Runs a program of the campaign and prints its rows; when it fails, also what failed, as a row and on standard
+# error: it may have ended before what it tried was counted. program_rows NAME WHERE OPTION... PROGRAM
 program_rows() {
-  tally_rows "$2" "$3"
-  [ "$3" = 0 ] || printf '| the program "%s" as a whole, %s | 1 | %s |\n' "$1" "$2" "$3"
+  local name=$1 where=$2 log="build/torture/$1.log" lost=0
+  shift 2
+  python3 -B scripts/run_test.py --name "$name" --cases --limit 7200 "$@" >"$log" || lost=failed
+  tally_rows "$where" <"$log"
+  [ "$lost" = 0 ] && return
+  printf '| the program "%s" as a whole, %s | 1 | failed |\n' "$name" "$where"
+  cat "$log" >&2
+  return 1
 }
 
 sources() { git ls-files --cached --others --exclude-standard -- "$@"; }
@@ -95,7 +105,12 @@ export WINEPREFIX="$PWD/build/wine-prefix"
 export WINEDEBUG=-all
 export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d;winedbg.exe=d"
 
-wine() { "$(wine_tool wine64)" "$@"; }
+wine() { "${fixed_addresses[@]}" "$(wine_tool wine64)" "$@"; }
+
+# With random addresses one start in some thousand ends before the program has begun: the reason is in
+# programs.py, which starts the programs of tests. A container may forbid to do without them.
+fixed_addresses=(setarch --addr-no-randomize)
+"${fixed_addresses[@]}" true 2>/dev/null || fixed_addresses=()
 
 # Debian keeps the real binaries here; the wrapper on the path asks for the 32-bit half.
 wine_tool() {

@@ -1,63 +1,76 @@
 #!/usr/bin/env bash
-# Builds and runs every test; ends with a table of what the campaign's slices have tried, and with the
-# line "N passed, N failed".
+# Builds and runs tests. See usage.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/common.sh
 
-passed=0
-failed=0
-left_out=0
-table=
+usage() {
+  cat <<'TEXT'
+usage: scripts/test.sh [--all | --rest]
 
-# One of the report's totals.
-count() { sed -n "s/.*[[:space:]]$1=\"\([0-9]*\)\".*/\1/p" "$2" | head -n 1; }
+Without an option what a change needs, in minutes: the product's tests under AddressSanitizer and
+UndefinedBehaviorSanitizer, and the built library under Wine, on real pipes. --all: every test there is.
+--rest: what --all has beyond the last run without an option, whose tests count with these.
 
-# Wine 8 now and then ends in silence before the program has begun, on a busy machine one start in some
-# hundred. A test that failed without a single word is tried again, once; all others say what is wrong.
-# Counts those that then pass.
-try_silent_ones_again() {
-  local name rescued=0
-  while IFS= read -r name; do
-    say "Again, since it has not said a word: $name" >&2
-    if ctest --preset "$1" -R "$name" </dev/null >&2; then rescued=$((rescued + 1)); fi
-  done < <(python3 -B scripts/silent_failures.py "build/$1.junit.xml")
-  echo "$rescued"
+Ends with a table of what the campaign's slices have tried, the names of the tests that failed, and the
+line "N passed, N failed".
+TEXT
 }
 
-# Runs the tests of one preset and counts them.
+reports=()
+
+# Runs tests of a preset; the report's name says which. run_tests PRESET.PART [CTEST-OPTION...]
 run_tests() {
-  local report="$PWD/build/$1.junit.xml" log="build/$1.tests.log" total bad skipped
-  say "Testing: $1"
+  local name=$1 report="$PWD/build/$1.junit.xml"
+  shift
+  say "Testing: $name"
   rm -f "$report"
-  ctest --preset "$1" --parallel 2 --output-junit "$report" || true
-  [ -s "$report" ] || fail "the tests of $1 did not run"
-  total=$(count tests "$report")
-  cp "build/$1/Testing/Temporary/LastTest.log" "$log"
-  bad=$(($(count failures "$report") - $(try_silent_ones_again "$1")))
-  skipped=$(($(count skipped "$report") + $(count disabled "$report")))
-  [ "${total:-0}" -gt 0 ] || fail "the preset $1 has no tests"
-  passed=$((passed + total - bad - skipped))
-  failed=$((failed + bad))
-  left_out=$((left_out + skipped))
-  table+=$(tally_rows "$1" "$([ "$bad" -eq 0 ] && echo 0 || echo failed)" <"$log")$'\n'
+  ctest --preset "${name%.*}" --parallel 2 --output-junit "$report" --test-output-size-passed 1000000 "$@" || true
+  [ -s "$report" ] || fail "the tests of $name did not run"
+  reports+=("$name=$report")
 }
 
-for preset in native asan tsan; do
-  build "$preset"
-  run_tests "$preset"
-done
-build windows
-start_wine
-# One idle process keeps Wine up, so that each test starts in milliseconds; its streams are closed,
-# or Wine's own services would hold on to this script's.
-wine build/windows/bin/wine_anchor.exe </dev/null >/dev/null 2>&1 &
-wine cmd /c exit </dev/null >/dev/null 2>&1 # returns when Wine's services are up
-run_tests windows
+keep_wine_up() {
+  start_wine
+  # One idle process keeps Wine up, so that each test starts in milliseconds; its streams are closed,
+  # or Wine's own services would hold on to this script's.
+  wine build/windows/bin/wine_anchor.exe </dev/null >/dev/null 2>&1 &
+  wine cmd /c exit </dev/null >/dev/null 2>&1 # returns when Wine's services are up
+}
+
+quick() {
+  build asan tests_quick
+  run_tests asan.quick -L quick
+  build windows tests_quick wine_anchor
+  keep_wine_up
+  run_tests windows.quick -L quick
+}
+
+rest() {
+  build asan
+  run_tests asan.rest -LE quick
+  build tsan tests_threads
+  run_tests tsan.threads -L threads
+  build native
+  run_tests native.all
+  build windows
+  keep_wine_up
+  run_tests windows.rest -LE quick
+}
+
+case "${1:-}" in
+  "") quick ;;
+  --all) quick && rest ;;
+  --rest)
+    for name in asan.quick windows.quick; do
+      [ -s "build/$name.junit.xml" ] || fail "run it without an option first"
+      reports+=("$name=$PWD/build/$name.junit.xml")
+    done
+    rest
+    ;;
+  -h | --help) usage && exit ;;
+  *) usage >&2 && exit 2 ;;
+esac
 
 say "What was tried, and what was lost"
-printf '%s\n' '| what was tried | how often | lost |' '|---|---:|---:|'
-sed '/^$/d' <<<"$table"
-[ "$left_out" -eq 0 ] || printf '\n%d did not run: each says why\n' "$left_out"
-printf '\n%d passed, %d failed\n' "$passed" "$failed"
-[ "$failed" -eq 0 ]
+python3 -B scripts/summary.py "${reports[@]}"
