@@ -8,30 +8,43 @@
 
 #include "tests/faults/plan.h"
 #include "tests/faults/tally.h"
+#include "tests/kit/remote_calls.h"
 #include "tests/support/library_test.h"
-#include "tests/support/remote_exports.h"
 
 namespace zor::faults {
 namespace {
 
-using scripted::Build;
-using scripted::Bytes;
-using scripted::OwnedOutputs;
-using scripted::RemoteExport;
-using scripted::RemoteExports;
-using scripted::Reply;
 using scripted::TheCalls;
 using scripted::TheHeap;
 using scripted::TheOutput;
 using scripted::ThePipes;
 using scripted::TheThreads;
+using testing::Build;
+using testing::Bytes;
+using testing::OwnedOutputs;
+using testing::RemoteCall;
+using testing::RemoteCalls;
+using testing::Reply;
 
 enum class Channel { kNew, kConnected, kServerGone };
 enum class Answer { kGood, kRefusal, kGarbage };
 
+const char* NameOf(Channel channel) {
+  static constexpr const char* kNames[] = {"New", "Connected", "ServerGone"};
+  return kNames[static_cast<int>(channel)];
+}
+
+const char* NameOf(Answer answer) {
+  static constexpr const char* kNames[] = {"Good", "Refusal", "Garbage"};
+  return kNames[static_cast<int>(answer)];
+}
+
+void PrintTo(Channel channel, std::ostream* out) { *out << NameOf(channel); }
+void PrintTo(Answer answer, std::ostream* out) { *out << NameOf(answer); }
+
 /// What the call finds.
 struct Situation {
-  const RemoteExport* remote = nullptr;
+  const RemoteCall* remote = nullptr;
   Channel channel = Channel::kNew;
   Answer answer = Answer::kGood;
 };
@@ -58,7 +71,10 @@ class Model {
 
  private:
   void Log(const std::string& line) {
-    if (!steps_.Fails(Function::kFormattedLength)) log.push_back("[zor] " + line + "\n");
+    if (steps_.Fails(Function::kHeapAllocate)) return;
+    const bool measured = !steps_.Fails(Function::kFormattedLength);
+    if (steps_.Fails(Function::kHeapAllocate)) return;
+    if (measured) log.push_back("[zor] " + line + "\n");
   }
 
   bool Connect() {
@@ -131,7 +147,7 @@ Bytes AnswerOf(const Situation& situation) {
   }
 }
 
-class FaultsOfCalls : public ::testing::TestWithParam<std::tuple<RemoteExport, Channel, Answer>> {
+class FaultsOfCalls : public ::testing::TestWithParam<std::tuple<RemoteCall, Channel, Answer>> {
  protected:
   Situation situation_{&std::get<0>(GetParam()), std::get<1>(GetParam()), std::get<2>(GetParam())};
 
@@ -168,7 +184,7 @@ class FaultsOfCalls : public ::testing::TestWithParam<std::tuple<RemoteExport, C
     });
     if (situation_.channel == Channel::kNew) return;
     OwnedOutputs connecting;
-    static_cast<void>(situation_.remote->call(connecting.get()));
+    static_cast<void>(situation_.remote->call(scripted::LinkedExports(), connecting.records()));
     if (situation_.channel == Channel::kServerGone) ThePipes().CloseConnections(kRequestPipe);
     static_cast<void>(TheOutput().TakeNarrow());
   }
@@ -176,7 +192,8 @@ class FaultsOfCalls : public ::testing::TestWithParam<std::tuple<RemoteExport, C
   void Call(const Model& model, OwnedOutputs& outputs) const {
     bool thrown = false;
     try {
-      EXPECT_EQ(situation_.remote->call(outputs.get()), model.result);
+      EXPECT_EQ(situation_.remote->call(scripted::LinkedExports(), outputs.records()),
+                model.result);
     } catch (const std::bad_alloc&) {
       thrown = true;
     }
@@ -190,7 +207,7 @@ class FaultsOfCalls : public ::testing::TestWithParam<std::tuple<RemoteExport, C
   /// What is in the good reply of the call.
   void CheckOutputs(const Model& model, OwnedOutputs& outputs) const {
     const std::string name = situation_.remote->name;
-    const scripted::Outputs& written = outputs.get();
+    const testing::Outputs& written = outputs.get();
     if (name == "ZorIntfCreate") {
       EXPECT_EQ(written.handle, 77U);
     } else if (name == "ZorIntfGetStatus") {
@@ -232,7 +249,7 @@ class FaultsOfCalls : public ::testing::TestWithParam<std::tuple<RemoteExport, C
     const ZorResult expected = situation_.answer == Answer::kGood      ? ZOR_SUCCESS
                                : situation_.answer == Answer::kRefusal ? 5
                                                                        : ZOR_TRANSPORT_FAILURE;
-    EXPECT_EQ(situation_.remote->call(outputs.get()), expected);
+    EXPECT_EQ(situation_.remote->call(scripted::LinkedExports(), outputs.records()), expected);
   }
 };
 
@@ -246,20 +263,17 @@ TEST_P(FaultsOfCalls, InPairs) {
   Tally("pairs of faults in calls", runs);
 }
 
-std::string NameOf(const ::testing::TestParamInfo<FaultsOfCalls::ParamType>& info) {
-  static constexpr const char* kChannels[] = {"New", "Connected", "ServerGone"};
-  static constexpr const char* kAnswers[] = {"Good", "Refusal", "Garbage"};
-  return std::string(std::get<0>(info.param).name) + "_" +
-         kChannels[static_cast<int>(std::get<1>(info.param))] + "_" +
-         kAnswers[static_cast<int>(std::get<2>(info.param))];
+std::string TestName(const ::testing::TestParamInfo<FaultsOfCalls::ParamType>& info) {
+  const auto& [remote, channel, answer] = info.param;
+  return std::string(remote.name) + "_" + NameOf(channel) + "_" + NameOf(answer);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Exports, FaultsOfCalls,
-    ::testing::Combine(::testing::ValuesIn(RemoteExports().begin(), RemoteExports().end()),
+    ::testing::Combine(::testing::ValuesIn(RemoteCalls().begin(), RemoteCalls().end()),
                        ::testing::Values(Channel::kNew, Channel::kConnected, Channel::kServerGone),
                        ::testing::Values(Answer::kGood, Answer::kRefusal, Answer::kGarbage)),
-    NameOf);
+    TestName);
 
 }  // namespace
 }  // namespace zor::faults

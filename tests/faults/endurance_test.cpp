@@ -6,27 +6,27 @@
 
 #include "notify/notify_listener.h"
 #include "tests/faults/tally.h"
+#include "tests/kit/remote_calls.h"
 #include "tests/support/allocations.h"
 #include "tests/support/library_test.h"
 #include "tests/support/machine_test.h"
-#include "tests/support/remote_exports.h"
 
 namespace zor::faults {
 namespace {
 
-using scripted::Build;
-using scripted::Bytes;
 using scripted::Function;
 using scripted::LiveBlocks;
 using scripted::LiveBytes;
-using scripted::Notification;
-using scripted::OwnedOutputs;
-using scripted::RemoteExports;
 using scripted::TheCalls;
 using scripted::TheHeap;
 using scripted::TheOutput;
 using scripted::ThePipes;
 using scripted::TheThreads;
+using testing::Build;
+using testing::Bytes;
+using testing::Notification;
+using testing::OwnedOutputs;
+using testing::RemoteCalls;
 
 class Endurance : public scripted::MachineTest {
  protected:
@@ -41,10 +41,10 @@ class Endurance : public scripted::MachineTest {
 };
 
 TEST_F(Endurance, OfCallsLeavesNothing) {
-  const std::size_t rounds = Scaled(500, 1'000'000 / RemoteExports().size() + 1);
+  const std::size_t rounds = Scaled(500, 1'000'000 / RemoteCalls().size() + 1);
   TheCalls().StopRecording();
   // The replies of a good server, of one that refuses, and of one that talks nonsense.
-  const Bytes refusal = Build(scripted::Reply{.result = 5});
+  const Bytes refusal = Build(testing::Reply{.result = 5});
   const Bytes garbage(100, 0xEE);
   const Bytes* answer = nullptr;
   ThePipes().Listen(kRequestPipe, [&](const Bytes&) { return std::vector<Bytes>{*answer}; });
@@ -53,7 +53,7 @@ TEST_F(Endurance, OfCallsLeavesNothing) {
   std::size_t bytes = 0;
   std::size_t calls = 0;
   for (std::size_t round = 0; round < rounds; ++round) {
-    for (const auto& remote : RemoteExports()) {
+    for (const auto& remote : RemoteCalls()) {
       const Bytes good = remote.reply();
       ZorResult expected = ZOR_SUCCESS;
       answer = &good;
@@ -65,7 +65,7 @@ TEST_F(Endurance, OfCallsLeavesNothing) {
         answer = &garbage;
       }
       OwnedOutputs outputs;
-      ASSERT_EQ(remote.call(outputs.get()), expected) << remote.name;
+      ASSERT_EQ(remote.call(scripted::LinkedExports(), outputs.records()), expected) << remote.name;
       ++calls;
     }
     ForgetTheRecords();
@@ -145,7 +145,7 @@ TEST_F(Endurance, OfEnumerationsLeavesTheIdTablesRowsOnly) {
   EXPECT_EQ(TheHeap().BlockCount(), 2U);  // the slots and the one name
   Tally("enumerations without a leak", count);
 
-  AnswerWith(Build(scripted::Reply{}));
+  AnswerWith(Build(testing::Reply{}));
   EXPECT_EQ(ZorIntfEnum(0, &list), ZOR_SUCCESS);
 }
 

@@ -74,7 +74,10 @@ class Model {
   };
 
   void Log(const std::wstring& line) {
-    if (!steps_.Fails(Function::kFormattedLength)) log.push_back(L"[zor] " + line + L"\n");
+    if (steps_.Fails(Function::kHeapAllocate)) return;
+    const bool measured = !steps_.Fails(Function::kFormattedLength);
+    if (steps_.Fails(Function::kHeapAllocate)) return;
+    if (measured) log.push_back(L"[zor] " + line + L"\n");
   }
 
   bool ComStep(Function function, const std::wstring& what) {

@@ -9,19 +9,19 @@
 #include "notify/notify_listener.h"
 #include "tests/faults/plan.h"
 #include "tests/faults/tally.h"
+#include "tests/kit/messages.h"
 #include "tests/support/library_test.h"
-#include "tests/support/messages.h"
 
 namespace zor::faults {
 namespace {
 
-using scripted::Build;
-using scripted::Bytes;
-using scripted::Notification;
 using scripted::TheCalls;
 using scripted::TheOutput;
 using scripted::ThePipes;
 using scripted::TheThreads;
+using testing::Build;
+using testing::Bytes;
+using testing::Notification;
 
 constexpr std::size_t kMessageLimit = 1024;
 constexpr std::uint32_t kMoreData = 234;
@@ -67,7 +67,10 @@ class Model {
 
  private:
   void Log(const std::string& line) {
-    if (!steps_.Fails(Function::kFormattedLength)) log.push_back("[zor] " + line + "\n");
+    if (steps_.Fails(Function::kHeapAllocate)) return;
+    const bool measured = !steps_.Fails(Function::kFormattedLength);
+    if (steps_.Fails(Function::kHeapAllocate)) return;
+    if (measured) log.push_back("[zor] " + line + "\n");
   }
 
   void Sleep() {

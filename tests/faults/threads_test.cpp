@@ -10,8 +10,8 @@
 
 #include "messages/reply.h"
 #include "tests/faults/tally.h"
+#include "tests/kit/messages.h"
 #include "tests/support/library_test.h"
-#include "tests/support/messages.h"
 
 #if defined(__SANITIZE_THREAD__)
 #define ZOR_THREAD_SANITIZER 1
@@ -22,15 +22,15 @@
 namespace zor::faults {
 namespace {
 
-using scripted::Build;
-using scripted::Bytes;
 using scripted::Function;
-using scripted::Notification;
-using scripted::Reply;
 using scripted::TheCalls;
 using scripted::TheOutput;
 using scripted::ThePipes;
 using scripted::TheThreads;
+using testing::Build;
+using testing::Bytes;
+using testing::Notification;
+using testing::Reply;
 
 constexpr bool kThreadSanitizer = ZOR_THREAD_SANITIZER != 0;
 

@@ -5,13 +5,13 @@
 #include <numeric>
 #include <vector>
 
+#include "tests/kit/messages.h"
 #include "tests/support/library_test.h"
-#include "tests/support/messages.h"
 
 namespace zor::golden {
 namespace {
 
-using scripted::Bytes;
+using testing::Bytes;
 
 constexpr const char* kAlgorithm = "supproted_algo_name";
 
@@ -128,7 +128,7 @@ Bytes Capture(const GoldenRequest& request) {
   scripted::ThePipes().Reset();
   scripted::TheThreads().SetBegin(scripted::Threads::Begin::kNever);
   scripted::ThePipes().Listen(kRequestPipe, [](const Bytes&) {
-    return std::vector<Bytes>{scripted::Build(scripted::Reply{})};
+    return std::vector<Bytes>{testing::Build(testing::Reply{})};
   });
   const scripted::LoadedLibrary library;
   request.call();

@@ -16,9 +16,9 @@ struct GoldenRequest {
 [[nodiscard]] std::span<const GoldenRequest> GoldenRequests();
 
 /// The bytes that the call sends.
-[[nodiscard]] scripted::Bytes Capture(const GoldenRequest& request);
+[[nodiscard]] testing::Bytes Capture(const GoldenRequest& request);
 
 /// Sixteen bytes a line.
-[[nodiscard]] std::string ToHex(const scripted::Bytes& bytes);
+[[nodiscard]] std::string ToHex(const testing::Bytes& bytes);
 
 }  // namespace zor::golden

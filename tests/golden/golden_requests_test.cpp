@@ -31,7 +31,7 @@ class GoldenRequests : public scripted::PlatformTest,
                        public ::testing::WithParamInterface<GoldenRequest> {};
 
 TEST_P(GoldenRequests, IsSentByteForByte) {
-  const scripted::Bytes sent = Capture(GetParam());
+  const testing::Bytes sent = Capture(GetParam());
   ASSERT_FALSE(sent.empty());
   EXPECT_EQ(ToHex(sent), ReadText(kFolder / (std::string(GetParam().name) + ".hex")));
 }

@@ -15,7 +15,7 @@
 #include "tests/integration/support/loaded_library.h"
 #include "tests/integration/support/pausing_libraries.h"
 #include "tests/integration/support/pipe_server.h"
-#include "tests/integration/support/wire.h"
+#include "tests/kit/messages.h"
 
 namespace zor::hostile {
 namespace {
@@ -45,7 +45,8 @@ class PouringServer {
  private:
   void Pour(testing::ServerEnd& end) {
     constexpr int kMany = 100;
-    const Bytes message = testing::Build({.type = 5, .value = 1, .text = "text"});
+    const Bytes message =
+        testing::Build(testing::Notification{.type = 5, .value = 1, .text = "text"});
     for (int i = 0; i < kMany; ++i) {
       if (!end.Write(message)) return;
     }

@@ -13,7 +13,7 @@
 #include "tests/integration/support/cycles.h"
 #include "tests/integration/support/loaded_library.h"
 #include "tests/integration/support/server_end.h"
-#include "tests/integration/support/wire.h"
+#include "tests/kit/messages.h"
 
 namespace zor::hostile {
 namespace {
@@ -36,7 +36,7 @@ class Session {
     std::jthread first([this] {
       EXPECT_TRUE(server_.WaitForClient());
       EXPECT_TRUE(server_.Read());
-      EXPECT_TRUE(server_.Write(testing::SuccessReply()));
+      EXPECT_TRUE(server_.Write(testing::Build(testing::Reply{})));
     });
     EXPECT_EQ(library_->Start(1), ZOR_SUCCESS);
     EXPECT_TRUE(notify_.WaitForClient());
@@ -62,7 +62,7 @@ class Session {
 TEST(Endurance, OfCallsLeavesNothing) {
   Session session;
   const std::size_t rounds = Scaled(1000, 1'000'000 / RemoteCalls().size() + 1);
-  const Bytes refusal = testing::FullReply(5);
+  const Bytes refusal = testing::Build(testing::FullReply(5));
   const Bytes garbage(100, 0xEE);
   Caller caller(session.library());
   std::size_t calls = 0;
@@ -106,7 +106,7 @@ class Enumerations : public ::testing::Test {
       EXPECT_STREQ(list.items[0], "general");
     }
     const Usage most = Usage::Now();
-    enumerate(testing::SuccessReply());
+    enumerate(testing::Build(testing::Reply{}));
     EXPECT_EQ(list.items, nullptr);
     EXPECT_EQ(wmi_.live_objects, 0);
     return most;
@@ -118,7 +118,7 @@ class Enumerations : public ::testing::Test {
   testing::Com com_;
   testing::WmiStandIn wmi_;
   testing::Machine machine_;
-  const Bytes reply_ = testing::EnumReply(static_cast<std::uint32_t>(kNames.size()), kNames);
+  const Bytes reply_ = testing::Build(testing::ListOf(kNames));
 };
 
 TEST_F(Enumerations, LeaveTheIdTablesRowsOnly) {

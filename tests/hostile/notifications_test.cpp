@@ -12,7 +12,7 @@
 #include "tests/hostile/support/mutations.h"
 #include "tests/integration/support/loaded_library.h"
 #include "tests/integration/support/server_end.h"
-#include "tests/integration/support/wire.h"
+#include "tests/kit/messages.h"
 
 namespace zor::hostile {
 namespace {
@@ -21,7 +21,6 @@ using faults::Scaled;
 using faults::Tally;
 using faults::WholeCampaign;
 using testing::LoadedLibrary;
-using testing::Notice;
 using testing::ServerEnd;
 
 /// Follows each message that is tried with one of its own, by which the callback knows what the
@@ -43,8 +42,8 @@ class Notifications : public ::testing::Test {
     }
     ++tried_;
     ASSERT_TRUE(server_.Write(message));
-    ASSERT_TRUE(server_.Write(
-        testing::Build({.type = 5, .value = static_cast<std::uint32_t>(tried_), .text = kMarker})));
+    ASSERT_TRUE(server_.Write(testing::Build(testing::Notification{
+        .type = 5, .value = static_cast<std::uint32_t>(tried_), .text = kMarker})));
   }
 
   /// Waits until all has been seen, for as long as more and more of it is. How many were tried.
@@ -63,11 +62,10 @@ class Notifications : public ::testing::Test {
   [[nodiscard]] static std::vector<Bytes> GoodOnes() {
     std::vector<Bytes> good;
     for (std::uint8_t type = 0; type <= 5; ++type) {
-      const bool has_text = type >= 4;
       good.push_back(
-          testing::Build({.type = type, .value = 0x12345678, .text = has_text ? "text" : nullptr}));
+          testing::Build(testing::Notification{.type = type, .value = 0x12345678, .text = "text"}));
     }
-    good.push_back(testing::Build({.type = 9, .member = std::uint8_t{0}}));
+    good.push_back(testing::Build(testing::Notification{.type = 9, .member = std::uint8_t{0}}));
     return good;
   }
 

@@ -12,7 +12,7 @@
 #include "tests/integration/support/loaded_library.h"
 #include "tests/integration/support/process_usage.h"
 #include "tests/integration/support/server_end.h"
-#include "tests/integration/support/wire.h"
+#include "tests/kit/messages.h"
 
 namespace zor::hostile {
 namespace {
@@ -52,7 +52,7 @@ Sequence* current = nullptr;
 
 testing::Bytes Numbered(std::uint32_t number) {
   const std::string text(TextLength(number), 'x');
-  return testing::Build({.type = 5, .value = number, .text = text.c_str()});
+  return testing::Build(testing::Notification{.type = 5, .value = number, .text = text});
 }
 
 struct Load {

@@ -15,7 +15,7 @@
 #include "tests/integration/support/debug_capture.h"
 #include "tests/integration/support/loaded_library.h"
 #include "tests/integration/support/server_end.h"
-#include "tests/integration/support/wire.h"
+#include "tests/kit/messages.h"
 
 namespace zor::hostile {
 namespace {
@@ -48,7 +48,7 @@ class Replies : public ::testing::Test {
     std::jthread first([this] {
       EXPECT_TRUE(server_.WaitForClient());
       EXPECT_TRUE(server_.Read());
-      EXPECT_TRUE(server_.Write(testing::SuccessReply()));
+      EXPECT_TRUE(server_.Write(testing::Build(testing::Reply{})));
     });
     EXPECT_EQ(library_->Start(1), ZOR_SUCCESS);
   }
@@ -56,7 +56,7 @@ class Replies : public ::testing::Test {
   void TearDown() override {
     // A reply without a list frees the last one.
     for (Records* records : {&front_, &back_}) {
-      ASSERT_TRUE(server_.Write(testing::SuccessReply()));
+      ASSERT_TRUE(server_.Write(testing::Build(testing::Reply{})));
       ASSERT_EQ(library_->Enum(0, &*records->list), ZOR_SUCCESS);
       ASSERT_TRUE(server_.Read());
       EXPECT_EQ(records->list->items, nullptr);
@@ -106,17 +106,17 @@ class Replies : public ::testing::Test {
     const RemoteCall& remote = *remote_;
     records.Remember();
     DebugCapture::Clear();
-    EXPECT_EQ(remote.call(*library_.operator->(), records), expected.result);
+    EXPECT_EQ(remote.call(library_.exports(), records.All()), expected.result);
     const std::vector<std::string> log = log_.Mine();
     EXPECT_EQ(log.size(), expected.log.empty() ? 0U : 1U);
     EXPECT_EQ(log.empty() ? "" : log.front(), expected.log);
     if (expected.taken == nullptr) {
       EXPECT_TRUE(records.Untouched());
     } else {
-      EXPECT_TRUE(remote.took(*expected.taken, records));
+      EXPECT_TRUE(Took(remote, *expected.taken, records));
       EXPECT_TRUE(records.OnlyOutputsTouched());
     }
-    records.ReleaseOutput(*library_.operator->());
+    records.ReleaseOutput(library_.exports());
     EXPECT_TRUE(server_.Read());
   }
 
@@ -135,7 +135,7 @@ TEST_F(Replies, WithEachByteChanged) {
   const auto try_it = [this](const Bytes& reply) { Try(reply); };
   const std::size_t tried = ForEachCall([&](const Bytes& good) {
     ForEachChangedByte(good, WholeCampaign(), try_it);
-    ForEachChangedByte(testing::FullReply(0), false, try_it);
+    ForEachChangedByte(testing::Build(testing::FullReply(0)), false, try_it);
   });
   Tally("replies with a byte changed", tried);
 }
@@ -161,7 +161,7 @@ TEST_F(Replies, OfGarbage) {
     for (std::size_t i = 0; i < count; ++i) {
       Try(Garbage(random, 200));
       Try(Damaged(random, good));
-      Try(Damaged(random, testing::FullReply(0)));
+      Try(Damaged(random, testing::Build(testing::FullReply(0))));
     }
     for (std::size_t i = 0; i < count / 30; ++i) Try(Garbage(random, 3000));
   });

@@ -12,7 +12,7 @@
 #include "tests/hostile/support/mutations.h"
 #include "tests/integration/support/loaded_library.h"
 #include "tests/integration/support/server_end.h"
-#include "tests/integration/support/wire.h"
+#include "tests/kit/messages.h"
 
 namespace zor::hostile {
 namespace {
@@ -75,7 +75,7 @@ struct NotifyRestarts {
   void Serve() {
     EXPECT_TRUE(end->WaitForClient());
     for (std::uint32_t i = 0; i <= left % 5; ++i) {
-      EXPECT_TRUE(end->Write(testing::Build({.type = 1, .value = sent++})));
+      EXPECT_TRUE(end->Write(testing::Build(testing::Notification{.type = 1, .value = sent++})));
     }
     end.reset();
     if (--left > 0) end.emplace(testing::kNotifyPipe);

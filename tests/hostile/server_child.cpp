@@ -14,7 +14,7 @@
 #include "tests/hostile/support/mutations.h"
 #include "tests/hostile/support/remote_calls.h"
 #include "tests/integration/support/pipe_server.h"
-#include "tests/integration/support/wire.h"
+#include "tests/kit/messages.h"
 
 namespace {
 
@@ -45,7 +45,8 @@ void Squat(std::uint32_t seed, const char* ready) {
   std::atomic<std::uint32_t> next = seed;  // each connection has its own
   const auto answer = [&next](ServerEnd& end) {
     Random random(next++);
-    const Bytes good = zor::testing::InfoReply(1, 2, 3, 4);
+    const Bytes good = zor::testing::Build(
+        zor::testing::Reply{.server_info = zor::messages::ServerInfo(1, 2, 3, 4)});
     while (end.Read()) {
       // One reply to a request, as a rule.
       const auto kind = random() % 20;
@@ -56,7 +57,8 @@ void Squat(std::uint32_t seed, const char* ready) {
   };
   const auto notify = [&next](ServerEnd& end) {
     Random random(next++);
-    const Bytes good = zor::testing::Build({.type = 5, .value = 1, .text = "text"});
+    const Bytes good =
+        zor::testing::Build(zor::testing::Notification{.type = 5, .value = 1, .text = "text"});
     for (;;) {
       const bool sent = end.Write(Garbage(random, 1000)) && end.Write(Damaged(random, good));
       if (!sent || random() % 1000 == 0) return;

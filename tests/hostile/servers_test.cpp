@@ -21,7 +21,7 @@
 #include "tests/integration/support/child_process.h"
 #include "tests/integration/support/loaded_library.h"
 #include "tests/integration/support/pipe_server.h"
-#include "tests/integration/support/wire.h"
+#include "tests/kit/messages.h"
 
 namespace zor::hostile {
 namespace {
@@ -277,7 +277,7 @@ TEST(Servers, ThatDoNotReadHoldUpALargeRequestUntilTheyDo) {
       const auto request = end->Read();
       ASSERT_TRUE(request);
       EXPECT_GT(request->size(), data.size());
-      EXPECT_TRUE(end->Write(testing::SuccessReply()));
+      EXPECT_TRUE(end->Write(testing::Build(testing::Reply{})));
     });
     EXPECT_EQ(client->SetSerialized(1, &block), reads ? 0U : 1U);
   }
@@ -324,8 +324,8 @@ TEST(Servers, ThatDieWithAReplyUnreadKeepTheirConnection) {
     std::jthread server([&] {
       EXPECT_TRUE(end.WaitForClient());
       EXPECT_TRUE(end.Read());
-      EXPECT_TRUE(end.Write(testing::StatusReply(0xFF)));
-      EXPECT_TRUE(end.Write(testing::StatusReply(0xFF)));
+      EXPECT_TRUE(end.Write(testing::Build(testing::Reply{.status = 0xFF})));
+      EXPECT_TRUE(end.Write(testing::Build(testing::Reply{.status = 0xFF})));
     });
     EXPECT_EQ(client.Call(RemoteCalls().front()), ZOR_SUCCESS);
   }

@@ -14,13 +14,14 @@ zor_algorithm_library(refuses)
 zor_algorithm_library(without_entry)
 zor_algorithm_library(does_not_load)
 zor_algorithm_library(helper)
+zor_algorithm_library(tells_error_mode)
 zor_algorithm_library(needs_helper zor_test_helper)
 
 add_executable(
   zor_discovery_tests discovery_test.cpp discovery/machine.cpp discovery/wmi_stand_in.cpp)
 # The system's interfaces have no virtual destructors.
 set_source_files_properties(discovery/wmi_stand_in.cpp PROPERTIES
-                            COMPILE_OPTIONS -Wno-non-virtual-dtor)
+                            COMPILE_OPTIONS "${ZOR_NO_VIRTUAL_DESTRUCTOR}")
 target_link_libraries(zor_discovery_tests PRIVATE ole32 oleaut32 wbemuuid)
 add_dependencies(
   zor_discovery_tests
@@ -29,12 +30,32 @@ add_dependencies(
   zor_test_without_entry
   zor_test_does_not_load
   zor_test_needs_helper)
-zor_add_pipe_tests(zor_discovery_tests 60)
+zor_add_pipe_tests(zor_discovery_tests SETS quick)
+
+add_executable(zor_search_process_tests search_process_test.cpp discovery/machine.cpp
+                                        discovery/wmi_stand_in.cpp)
+target_link_libraries(zor_search_process_tests PRIVATE ole32 oleaut32 wbemuuid)
+add_dependencies(zor_search_process_tests zor_test_answers zor_test_does_not_load
+                 zor_test_tells_error_mode)
+zor_add_pipe_tests(zor_search_process_tests SETS quick)
+
+# The search itself is linked into the test, too.
+add_executable(zor_version_line_tests version_line_test.cpp discovery/machine.cpp
+                                      discovery/wmi_stand_in.cpp)
+target_link_libraries(zor_version_line_tests PRIVATE zor_core zor_platform ole32 oleaut32 wbemuuid)
+add_dependencies(zor_version_line_tests zor_test_answers)
+zor_add_pipe_tests(zor_version_line_tests SETS quick)
+
+# The platform alone, whose calls to the system are answered by the test.
+add_executable(zor_system_call_tests system_calls_test.cpp support/import_hook.cpp
+                                     discovery/wmi_stand_in.cpp)
+target_link_libraries(zor_system_call_tests PRIVATE zor_platform ole32 oleaut32 wbemuuid gmock gtest
+                                                    gtest_main zor_flags)
+zor_add_tests(zor_system_call_tests SETS quick)
 
 # The demo's second half.
 add_executable(
   algorithms_demo discovery/algorithms_demo.cpp discovery/machine.cpp discovery/wmi_stand_in.cpp)
 target_link_libraries(algorithms_demo PRIVATE ZorInterface zor_integration_support ole32 oleaut32
                                               wbemuuid zor_flags)
-target_include_directories(algorithms_demo PRIVATE "${PROJECT_SOURCE_DIR}")
 add_dependencies(algorithms_demo zor_test_answers)

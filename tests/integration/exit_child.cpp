@@ -33,7 +33,11 @@ void Block(ZorEvent* /*event*/) {
 
 void KeepBusy(ZorEvent* /*event*/) {
   InCallback().Set();
-  for (std::size_t size = 1;; size = size % 5000 + 1) std::free(std::malloc(size));
+  for (std::size_t size = 1;; size = size % 5000 + 1) {
+    // Volatile: a compiler may leave out a block that nobody uses.
+    void* volatile block = std::malloc(size);
+    std::free(block);
+  }
 }
 
 DWORD WINAPI KeepCalling(void* library) {
@@ -56,7 +60,7 @@ int main(int argc, char** argv) {
   // Never unloaded: the end of the process is what is tested.
   const HMODULE loaded = LoadLibraryW(zor::testing::BuiltLibrary().c_str());
   if (loaded == nullptr) return kNoLibrary;
-  static zor::testing::Exports library(loaded);  // used to the last moment
+  static zor::testing::Exports library = zor::testing::FindExports(loaded);  // used to the end
   if (state == "calling") {
     const zor::testing::UniqueHandle thread = zor::testing::Require(
         CreateThread(nullptr, 0, KeepCalling, &library, 0, nullptr), "CreateThread");

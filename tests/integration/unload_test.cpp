@@ -13,12 +13,12 @@
 
 #include "tests/integration/support/cycles.h"
 #include "tests/integration/support/debug_capture.h"
-#include "tests/integration/support/event_recorder.h"
 #include "tests/integration/support/loaded_library.h"
 #include "tests/integration/support/pausing_libraries.h"
 #include "tests/integration/support/pipe_server.h"
 #include "tests/integration/support/process_usage.h"
-#include "tests/integration/support/wire.h"
+#include "tests/kit/events.h"
+#include "tests/kit/messages.h"
 
 namespace zor::testing {
 namespace {
@@ -101,7 +101,7 @@ TEST(Unload, BothConnectionsEnd) {
   std::jthread server([&] {
     ASSERT_TRUE(request.WaitForClient());
     ASSERT_TRUE(request.Read());
-    ASSERT_TRUE(request.Write(SuccessReply()));
+    ASSERT_TRUE(request.Write(Build(Reply{})));
     EXPECT_FALSE(request.Read());
   });
   EXPECT_EQ(library->Start(1), 0U);
@@ -148,8 +148,8 @@ TEST(Unload, ALibraryThatIsLoadedAgainStartsAfresh) {
   const LoadedLibrary again;
   ASSERT_TRUE(server.WaitForClient());
   ASSERT_TRUE(server.Write(Build({.type = 1, .value = 2})));
-  ASSERT_TRUE(server.Write(Build({.func_name = "over"})));
-  ASSERT_TRUE(log.WaitForOthers("[zor] Recieve data from notify channel: over\n"));
+  ASSERT_TRUE(server.Write(Build(Notification{.func_name = "over"})));
+  log.WaitForOthers("[zor] Recieve data from notify channel: over\n");
   EXPECT_EQ(recorder.Seen().size(), 1U);
 }
 

@@ -43,13 +43,13 @@ TEST_F(VersionTest, NumbersAreTheProjects) {
 }
 
 TEST_F(VersionTest, TextsAreTheProjects) {
-  const std::wstring block = L"\\StringFileInfo\\040904b0\\";
+  const std::wstring texts = L"\\StringFileInfo\\040904b0\\";
   for (const auto* key : {L"FileVersion", L"ProductVersion"}) {
-    const auto* text = Find<wchar_t>((block + key).c_str());
+    const auto* text = Find<wchar_t>((texts + key).c_str());
     ASSERT_NE(text, nullptr);
     EXPECT_STREQ(text, ZOR_VERSION);
   }
-  EXPECT_STREQ(Find<wchar_t>((block + L"OriginalFilename").c_str()), L"ZorInterface.dll");
+  EXPECT_STREQ(Find<wchar_t>((texts + L"OriginalFilename").c_str()), L"ZorInterface.dll");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 
 #include "platform/heap.h"
 #include "tests/support/calls.h"
@@ -28,6 +29,7 @@ std::size_t Heap::BlockCount() const {
 void* Heap::Allocate(std::size_t size) {
   if (TheCalls().Enter(Function::kHeapAllocate) || size > kLargestBlock) return nullptr;
   void* block = std::malloc(size);
+  if (block != nullptr) std::memset(block, 0xCD, size);  // as little zero as anything can be
   const std::lock_guard lock(mutex_);
   blocks_.insert(block);
   return block;
@@ -51,6 +53,11 @@ namespace zor::platform {
 void* HeapAllocate(std::size_t size) noexcept {
   const scripted::PlatformScope scope;
   return scripted::TheHeap().Allocate(size);
+}
+
+void* HeapAllocateZeroed(std::size_t count, std::size_t size) noexcept {
+  void* block = HeapAllocate(count * size);
+  return block == nullptr ? nullptr : std::memset(block, 0, count * size);
 }
 
 void HeapFree(void* block) noexcept {

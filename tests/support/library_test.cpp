@@ -13,6 +13,24 @@ Library& TheLibrary() noexcept { return *loaded; }
 
 namespace scripted {
 
+const testing::Exports& LinkedExports() {
+  static constexpr testing::Exports kExports{ZorIntfConfig,
+                                             ZorIntfCreate,
+                                             ZorIntfDestroy,
+                                             ZorIntfEnum,
+                                             ZorIntfFreeSerialized,
+                                             ZorIntfGet,
+                                             ZorIntfGetInfo,
+                                             ZorIntfGetSerialized,
+                                             ZorIntfGetStatus,
+                                             ZorIntfRegEventCallback,
+                                             ZorIntfSet,
+                                             ZorIntfSetSerialized,
+                                             ZorIntfStart,
+                                             ZorIntfStop};
+  return kExports;
+}
+
 LoadedLibrary::LoadedLibrary() : library_(std::make_unique<Library>()) { loaded = library_.get(); }
 
 LoadedLibrary::~LoadedLibrary() {

@@ -6,6 +6,8 @@
 #include <memory>
 
 #include "interface/library.h"
+#include "tests/kit/exports.h"
+#include "tests/kit/messages.h"
 #include "tests/support/calls.h"
 #include "tests/support/heap.h"
 #include "tests/support/output.h"
@@ -13,6 +15,13 @@
 #include "tests/support/threads.h"
 
 namespace zor::scripted {
+
+using testing::BuildMessage;
+using testing::Notification;
+using testing::Reply;
+
+/// The exports of the library that is linked to the test.
+[[nodiscard]] const testing::Exports& LinkedExports();
 
 /// Makes the scripted platform as new.
 void ResetPlatform();

@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "interface/zor_interface.h"
+#include "tests/kit/messages.h"
 #include "tests/support/directories.h"
 #include "tests/support/driver_query.h"
 #include "tests/support/environment.h"
 #include "tests/support/library_test.h"
-#include "tests/support/messages.h"
 #include "tests/support/modules.h"
 #include "tests/support/text.h"
 

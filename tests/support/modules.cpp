@@ -46,8 +46,13 @@ bool SetLibraryDirectory(const wchar_t* directory) noexcept {
   return true;
 }
 
+std::uint32_t ThreadErrorMode() noexcept { return TheModules().error_mode; }
+
+void SetThreadErrorMode(std::uint32_t mode) noexcept { TheModules().error_mode = mode; }
+
 LoadModuleResult LoadModule(const wchar_t* path) noexcept {
   const PlatformScope scope;
+  TheModules().error_modes_of_loads.push_back(TheModules().error_mode);
   TheModules().calls.push_back(std::wstring(L"LoadModule ") + path);
   if (TheCalls().Enter(Function::kLoadModule)) return {.error = TheModules().load_error};
   const auto file = TheModules().files.find(path);

@@ -23,6 +23,9 @@ struct Modules {
   std::uint32_t load_error = 126;
   /// How many more times the search directory can be set; negative is without an end.
   int directory_changes_left = -1;
+  /// The one thread's error mode, and what it was at each load.
+  std::uint32_t error_mode = 0;
+  std::vector<std::uint32_t> error_modes_of_loads;
   /// The calls in order: "SetLibraryDirectory C:\\package".
   std::vector<std::wstring> calls;
 

@@ -1,6 +1,6 @@
 #include "tests/support/naive_merge.h"
 
-#include <strings.h>
+#include <algorithm>
 
 namespace zor::scripted {
 namespace {
@@ -9,6 +9,10 @@ namespace {
 int Truncated(long number) {
   const long low = number % 65536;
   return static_cast<int>(low >= 32768 ? low - 65536 : low);
+}
+
+char Lower(char letter) {
+  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
 }
 
 }  // namespace
@@ -24,7 +28,7 @@ void NaiveMerge::Enumerate(const std::vector<std::string>& server,
     for (long r = 0; r < static_cast<long>(rows.size()); ++r) {
       Row& row = rows[static_cast<std::size_t>(r)];
       for (const std::string& name : local) {
-        if (strcasecmp(row.name.c_str(), name.c_str()) == 0) row.app_id = Truncated(r);
+        if (std::ranges::equal(row.name, name, {}, Lower, Lower)) row.app_id = Truncated(r);
       }
     }
   }

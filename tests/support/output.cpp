@@ -21,6 +21,7 @@ void Output::Reset() {
   wide_.clear();
   formattings_.clear();
   invalid_parameters_ = 0;
+  forward_ = nullptr;
 }
 
 std::vector<std::string> Output::TakeNarrow() {
@@ -43,13 +44,21 @@ int Output::InvalidParameterCount() const {
   return invalid_parameters_;
 }
 
+void Output::Forward(std::function<void(std::string)> to) {
+  const std::lock_guard lock(mutex_);
+  forward_ = std::move(to);
+}
+
 void Output::Write(std::string message) {
   const std::lock_guard lock(mutex_);
+  if (forward_) forward_(message);
   narrow_.push_back(std::move(message));
 }
 
 void Output::Write(std::wstring message) {
   const std::lock_guard lock(mutex_);
+  // The library's wide texts are ASCII.
+  if (forward_) forward_(std::string(message.begin(), message.end()));
   wide_.push_back(std::move(message));
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -31,6 +32,9 @@ class Output {
   /// invalid parameters (here one that returns).
   [[nodiscard]] int InvalidParameterCount() const;
 
+  /// Hands every message on, on the thread that wrote it, until the Reset(); wide ones as narrow.
+  void Forward(std::function<void(std::string)> to);
+
   // What follows is for the scripted functions.
 
   void Write(std::string message);
@@ -44,6 +48,7 @@ class Output {
   std::vector<std::wstring> wide_;
   std::vector<Formatting> formattings_;
   int invalid_parameters_ = 0;
+  std::function<void(std::string)> forward_;
 };
 
 [[nodiscard]] Output& TheOutput();

@@ -99,6 +99,12 @@ std::vector<Bytes> Pipes::TakeWritten(std::wstring_view name) {
   return std::exchange(pipes_[std::wstring(name)].written, {});
 }
 
+int Pipes::Connections(std::wstring_view name) const {
+  const Lock lock(mutex_);
+  const auto pipe = pipes_.find(name);
+  return pipe == pipes_.end() ? 0 : pipe->second.connected;
+}
+
 std::size_t Pipes::Waiting(std::wstring_view name) const {
   const Lock lock(mutex_);
   std::size_t count = 0;
@@ -239,6 +245,7 @@ OpenResult Pipes::Open(std::wstring_view name) {
   auto connection = std::make_shared<Connection>();
   connection->pipe = name;
   pipe->second.connections.push_back(connection);
+  ++pipe->second.connected;
   handles_.emplace(number, std::move(connection));
   while (handles_.count(lowest_free_) != 0) lowest_free_ += kHandleStep;
   TheCalls().Record(Function::kOpenPipe, "OpenPipe ", Narrow(name), " -> #", number);

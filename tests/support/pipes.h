@@ -19,10 +19,11 @@
 #include <vector>
 
 #include "platform/pipe.h"
+#include "tests/kit/messages.h"
 
 namespace zor::scripted {
 
-using Bytes = std::vector<std::uint8_t>;
+using testing::Bytes;
 
 /// What the system answers, by number.
 inline constexpr std::uint32_t kErrorFileNotFound = 2;
@@ -56,6 +57,8 @@ class Pipes {
   void BreakConnections(std::wstring_view name);
   /// What clients wrote since the last time.
   [[nodiscard]] std::vector<Bytes> TakeWritten(std::wstring_view name);
+  /// How many clients have connected since the Reset().
+  [[nodiscard]] int Connections(std::wstring_view name) const;
   /// How many messages wait in the pipe's connections, but for those that were left behind.
   [[nodiscard]] std::size_t Waiting(std::wstring_view name) const;
 
@@ -110,6 +113,7 @@ class Pipes {
     Presence presence = Presence::kAbsent;
     Responder responder;
     std::vector<Bytes> written;
+    int connected = 0;
     std::vector<std::shared_ptr<Connection>> connections;  ///< whose server's end is open
   };
 

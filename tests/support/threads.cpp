@@ -7,6 +7,7 @@
 #include <memory>
 #include <thread>
 
+#include "tests/kit/patience.h"
 #include "tests/support/calls.h"
 
 namespace zor::platform {
@@ -22,13 +23,6 @@ struct Thread {
 }  // namespace zor::platform
 
 namespace zor::scripted {
-namespace {
-
-/// No test waits that long; one that fails does.
-constexpr std::chrono::seconds kPatience{30};
-
-}  // namespace
-
 Threads& TheThreads() {
   static Threads threads;
   return threads;
@@ -41,7 +35,6 @@ void Threads::Reset() {
   alone_ = false;
   joining_ = false;
   ended_ = false;
-  process_is_ending_ = false;
   pause_.reset();
 }
 
@@ -63,7 +56,7 @@ void Threads::RunAlone() {
 
 template <typename Condition>
 void Threads::Wait(Lock& lock, Condition condition) {
-  if (!changed_.wait_for(lock, kPatience, condition)) {
+  if (!changed_.wait_for(lock, testing::kPatience, condition)) {
     ADD_FAILURE() << "the background thread does not do what the test waits for";
   }
 }
@@ -94,16 +87,6 @@ std::optional<std::uint32_t> Threads::RunToPause() {
 void Threads::WaitForJoin() {
   Lock lock(mutex_);
   Wait(lock, [this] { return joining_; });
-}
-
-void Threads::SetProcessIsEnding(bool ending) {
-  const Lock lock(mutex_);
-  process_is_ending_ = ending;
-}
-
-bool Threads::ProcessIsEnding() const {
-  const Lock lock(mutex_);
-  return process_is_ending_;
 }
 
 platform::Thread* Threads::Start(void (*routine)(void*), void* argument) {
@@ -194,7 +177,5 @@ void Sleep(std::uint32_t milliseconds) noexcept {
   const PlatformScope scope;
   TheThreads().Sleep(milliseconds);
 }
-
-bool ProcessIsEnding() noexcept { return TheThreads().ProcessIsEnding(); }
 
 }  // namespace zor::platform

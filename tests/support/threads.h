@@ -44,15 +44,11 @@ class Threads {
   /// Waits until somebody joins the thread.
   void WaitForJoin();
 
-  /// What ProcessIsEnding() says.
-  void SetProcessIsEnding(bool ending);
-
   // The functions of platform/thread.h.
 
   [[nodiscard]] platform::Thread* Start(void (*routine)(void*), void* argument);
   [[nodiscard]] bool Join(platform::Thread* thread);
   void Sleep(std::uint32_t milliseconds);
-  [[nodiscard]] bool ProcessIsEnding() const;
 
  private:
   using Lock = std::unique_lock<std::mutex>;
@@ -68,7 +64,6 @@ class Threads {
   bool alone_ = false;
   bool joining_ = false;
   bool ended_ = false;
-  bool process_is_ending_ = false;
   std::optional<std::uint32_t> pause_;  ///< the one that the thread is in
 };
 

@@ -4,19 +4,20 @@
 #include <gtest/gtest.h>
 
 #include "tests/hostile/support/remote_calls.h"
+#include "tests/integration/support/loaded_library.h"
 
 namespace zor::hostile {
 
 class Caller {
  public:
-  explicit Caller(const testing::LoadedLibrary& library) : library_(*library.operator->()) {}
+  explicit Caller(const testing::LoadedLibrary& library) : library_(library.exports()) {}
 
   /// Makes a call to a server that answers as it should, if it does. The call's result; its outputs
   /// are those of a good reply when it is a success, and else untouched.
   ZorResult Call(const RemoteCall& remote) {
     const Bytes reply = remote.reply();
     return Call(remote, [&](const Records& records) {
-      return remote.took(*messages::GetCallMessage(reply.data()), records);
+      return Took(remote, *messages::GetCallMessage(reply.data()), records);
     });
   }
 
@@ -29,7 +30,7 @@ class Caller {
   template <typename Took>
   ZorResult Call(const RemoteCall& remote, const Took& took) {
     records_.Remember();
-    const ZorResult result = remote.call(library_, records_);
+    const ZorResult result = remote.call(library_, records_.All());
     if (result == ZOR_SUCCESS) {
       EXPECT_TRUE(took(records_)) << remote.name;
       EXPECT_TRUE(records_.OnlyOutputsTouched()) << remote.name;

@@ -1,16 +1,16 @@
 #include "tests/hostile/support/expected_event.h"
 
 #include <cstring>
-#include <string_view>
-#include <vector>
+#include <stdexcept>
+#include <string>
 
-#include "notify/event_decoder.h"
-#include "zor_messages_generated.h"
+#include "tests/kit/messages.h"
 
 namespace zor::hostile {
 namespace {
 
 using messages::CallMessage;
+using testing::Bytes;
 
 constexpr std::size_t kMessageLimit = 1024;
 constexpr const char* kName = "ZorIntfNotify";
@@ -62,54 +62,81 @@ std::optional<Event> Read(const CallMessage& message) {
   }
 }
 
-}  // namespace
+// The same of a message that the verifier refuses. What is needed and absent, or not wholly inside
+// the message, throws std::out_of_range.
 
-Event Event::Of(const ZorEvent& event) {
-  Event read{.type = event.type};
-  switch (event.type) {
-    case 0:
-      read.flag = event.data.event0.flag;
-      break;
-    case 1:
-      read.value = event.data.event1.value;
-      break;
-    case 2:
-      read.flag = event.data.event2.flag;
-      break;
-    case 3:
-      read.value = event.data.event3.value;
-      break;
-    case 4:
-      read.flag = event.data.event4.flag;
-      read.text = event.data.event4.text;
-      break;
-    case 5:
-      read.value = event.data.event5.value;
-      read.text = event.data.event5.text;
-      break;
-    default:
-      break;
+template <typename T>
+T Number(const Bytes& message, std::int64_t position) {
+  std::uint32_t number = 0;
+  for (std::size_t i = 0; i < sizeof(T); ++i) {
+    number |= std::uint32_t{message.at(static_cast<std::size_t>(position) + i)} << (8 * i);
   }
-  return read;
+  return static_cast<T>(number);
 }
 
-std::ostream& operator<<(std::ostream& stream, const Event& event) {
-  return stream << "type " << event.type << ", flag " << event.flag << ", value " << event.value
-                << ", text \"" << event.text << '"';
+/// A table, by its position: the distance back to its field offsets, and the fields.
+struct Table {
+  const Bytes& message;
+  std::int64_t position;
+
+  /// Where the field of this number is; 0 when it is absent.
+  [[nodiscard]] std::int64_t Field(int number) const {
+    const std::int64_t offsets = position - Number<std::int32_t>(message, position);
+    const int slot = 4 + 2 * number;
+    if (slot + 2 > Number<std::uint16_t>(message, offsets)) return 0;
+    const auto offset = Number<std::uint16_t>(message, offsets + slot);
+    return offset == 0 ? 0 : position + offset;
+  }
+
+  template <typename T>
+  [[nodiscard]] T Scalar(int number) const {
+    const std::int64_t field = Field(number);
+    return field == 0 ? T{0} : Number<T>(message, field);
+  }
+
+  /// What the field leads to.
+  [[nodiscard]] std::int64_t Target(int number) const {
+    const std::int64_t field = Field(number);
+    if (field == 0) throw std::out_of_range("absent");
+    return field + Number<std::uint32_t>(message, field);
+  }
+
+  [[nodiscard]] std::string Text(int number) const {
+    const std::int64_t target = Target(number);
+    const std::int64_t begin = target + 4;
+    const auto length = Number<std::uint32_t>(message, target);
+    if (Number<std::uint8_t>(message, begin + length) != 0) throw std::out_of_range("no end");
+    return reinterpret_cast<const char*>(&message.at(static_cast<std::size_t>(begin)));
+  }
+};
+
+std::optional<Event> ReadUnverified(const Bytes& message) {
+  const Table root{message, Number<std::uint32_t>(message, 0)};
+  if (root.Text(0) != kName) return std::nullopt;
+  const Table notify{message, root.Target(7)};
+  Event event{.type = notify.Scalar<std::uint8_t>(0)};
+  if (event.type > 5) return event;
+  if (notify.Scalar<std::uint8_t>(1) != event.type + 1) return std::nullopt;
+  const Table payload{message, notify.Target(2)};
+  if (event.type % 2 == 0) {
+    event.flag = payload.Scalar<std::uint8_t>(0) != 0;
+  } else {
+    event.value = payload.Scalar<std::uint32_t>(0);
+  }
+  if (event.type >= 4) event.text = payload.Text(1);
+  return event;
 }
+
+}  // namespace
 
 std::optional<Event> Expected(std::span<const std::uint8_t> message) {
   if (message.size() > kMessageLimit) return std::nullopt;
   if (const CallMessage* valid = Verified(message)) return Read(*valid);
-
-  // A block of its own: nothing of an earlier message lies behind this one.
-  const std::vector<std::uint8_t> alone(message.begin(), message.end());
-  const char* name = ReadFunctionName(alone);
-  ZorEvent event{};
-  if (name == nullptr || std::string_view(name) != kName || !ReadEvent(alone, event)) {
+  try {
+    return ReadUnverified(Bytes(message.begin(), message.end()));
+  } catch (const std::out_of_range&) {
     return std::nullopt;
   }
-  return Event::Of(event);
 }
 
 }  // namespace zor::hostile

@@ -1,14 +1,11 @@
-/// The twelve exports that make a remote call, as a table, and what each must make of a reply.
+/// The twelve remote calls on records between forbidden pages, and what each must make of a reply.
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <string>
 
 #include "tests/hostile/support/guarded.h"
-#include "tests/integration/support/loaded_library.h"
-#include "tests/integration/support/server_end.h"
-#include "zor_messages_generated.h"
+#include "tests/kit/remote_calls.h"
 
 namespace zor::hostile {
 
@@ -32,6 +29,10 @@ class Records {
   Guarded<ZorTextParam> text;
   Guarded<ZorBlob> input;
 
+  [[nodiscard]] testing::CallRecords All() const {
+    return {&*info, &*handle, &*status, &*param, &*list, &*output, &*text, &*input};
+  }
+
   void Remember();
   /// Nothing has changed since, the names in the list included.
   [[nodiscard]] bool Untouched() const;
@@ -48,16 +49,12 @@ class Records {
   std::string listed_;
 };
 
-struct RemoteCall {
-  const char* name;  ///< the export's
-  const char* tag;   ///< in the log
-  ZorResult (*call)(const testing::Exports& library, const Records& records);
-  Bytes (*reply)();  ///< with all that the call takes from a reply
-  /// Whether the outputs are what this reply, of a call that succeeded, has brought.
-  bool (*took)(const messages::CallMessage& reply, const Records& records);
-};
+using testing::RemoteCall;
+using testing::RemoteCalls;
 
-[[nodiscard]] std::span<const RemoteCall> RemoteCalls();
+/// Whether the outputs are what this reply, of a call that succeeded, has brought.
+[[nodiscard]] bool Took(const RemoteCall& remote, const messages::CallMessage& reply,
+                        const Records& records);
 
 /// What a call must make of a reply.
 struct Judgement {

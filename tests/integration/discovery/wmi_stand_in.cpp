@@ -123,6 +123,7 @@ class Services final : public Counted<Services, IWbemServices, UnusedWbemService
     call << L"ExecQuery " << language << L", " << query << L", " << flags
          << (context == nullptr ? L"" : L", a context");
     stand_in().calls.push_back(call.str());
+    stand_in().while_querying();
     return HandOut(stand_in().exec_query, new Rows(stand_in()), rows);
   }
 

@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -44,6 +45,9 @@ class WmiStandIn {
   HRESULT set_blanket = S_OK;
   HRESULT exec_query = S_OK;
   HRESULT next = S_OK;
+
+  /// Runs while the service answers a query.
+  std::function<void()> while_querying = [] {};
 
   /// What was called, with its arguments.
   std::vector<std::wstring> calls;

@@ -3,22 +3,12 @@
 #include <stdexcept>
 
 #include "tests/integration/support/loaded_library.h"
+#include "tests/integration/support/start_process.h"
 
 namespace zor::testing {
 
 ChildProcess::ChildProcess(const std::wstring& program, const std::wstring& arguments) {
-  std::wstring command = L"\"" + BinaryFolder() + L"\\" + program + L"\" " + arguments;
-  STARTUPINFOW startup{};
-  startup.cb = sizeof(startup);
-  PROCESS_INFORMATION child{};
-  int attempts = 3;
-  while (CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &child) == FALSE) {
-    // Wine's word for one that has not even begun, which on a busy machine one in a thousand does.
-    if (GetLastError() != ERROR_INTERNAL_ERROR || --attempts == 0) ThrowLastError("CreateProcess");
-  }
-  process_ = UniqueHandle(child.hProcess);
-  const UniqueHandle thread(child.hThread);
+  process_ = StartProcess(L"\"" + BinaryFolder() + L"\\" + program + L"\" " + arguments);
 }
 
 DWORD ChildProcess::Wait() {

@@ -1,11 +1,8 @@
 #include "tests/integration/support/debug_capture.h"
 
-#include <algorithm>
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
-#include <span>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include "tests/integration/support/handle.h"
 
@@ -16,23 +13,6 @@ namespace {
 // Wine's wide ones as the first, wide ones of Windows 10 and later as the second.
 constexpr DWORD kNarrowMessage = 0x40010006;
 constexpr DWORD kWideMessage = 0x4001000A;
-
-struct Line {
-  DWORD thread = 0;
-  std::string text;
-};
-
-struct Captured {
-  std::mutex mutex;
-  std::condition_variable arrived;
-  std::vector<Line> lines;
-};
-
-// Outlives every capture: a handler may still be running when its capture ends.
-Captured& TheCaptured() {
-  static Captured captured;
-  return captured;
-}
 
 std::string Narrow(std::wstring_view wide) {
   const auto length = static_cast<int>(wide.size());
@@ -60,16 +40,8 @@ LONG CALLBACK TakeMessage(EXCEPTION_POINTERS* exception) {
   } else {
     return EXCEPTION_CONTINUE_SEARCH;
   }
-  const std::lock_guard lock(TheCaptured().mutex);
-  TheCaptured().lines.push_back({GetCurrentThreadId(), std::move(text)});
-  TheCaptured().arrived.notify_all();
+  DebugCapture::Log().Add(std::move(text));
   return EXCEPTION_CONTINUE_EXECUTION;
-}
-
-auto CountLines(const std::string& text, DWORD except_thread) {
-  return std::ranges::count_if(TheCaptured().lines, [&](const Line& line) {
-    return line.thread != except_thread && line.text == text;
-  });
 }
 
 }  // namespace
@@ -82,31 +54,10 @@ DebugCapture::DebugCapture() {
 
 DebugCapture::~DebugCapture() { RemoveVectoredExceptionHandler(handler_); }
 
-bool DebugCapture::WaitForOthers(const std::string& line, int count) const {
-  const DWORD me = GetCurrentThreadId();
-  std::unique_lock lock(TheCaptured().mutex);
-  return TheCaptured().arrived.wait_for(lock, std::chrono::milliseconds(kPatienceMs),
-                                        [&] { return CountLines(line, me) >= count; });
-}
-
-int DebugCapture::CountOthers(const std::string& line) const {
-  const std::lock_guard lock(TheCaptured().mutex);
-  return static_cast<int>(CountLines(line, GetCurrentThreadId()));
-}
-
-void DebugCapture::Clear() {
-  const std::lock_guard lock(TheCaptured().mutex);
-  TheCaptured().lines.clear();
-}
-
-std::vector<std::string> DebugCapture::Lines(bool mine) const {
-  const DWORD me = GetCurrentThreadId();
-  const std::lock_guard lock(TheCaptured().mutex);
-  std::vector<std::string> texts;
-  for (const Line& line : TheCaptured().lines) {
-    if ((line.thread == me) == mine) texts.push_back(line.text);
-  }
-  return texts;
+// Outlives every capture: a handler may still be running when its capture ends.
+CapturedLog& DebugCapture::Log() {
+  static CapturedLog log;
+  return log;
 }
 
 }  // namespace zor::testing

@@ -6,10 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "tests/kit/captured_log.h"
+
 namespace zor::testing {
 
-/// Every message that this process writes while the object lives, one element per call. The one
-/// object at a time is seen by all threads.
+/// Every message that this process writes while the object lives, one line per call. The one object
+/// at a time is seen by all threads.
 class DebugCapture {
  public:
   DebugCapture();
@@ -17,20 +19,16 @@ class DebugCapture {
   DebugCapture& operator=(const DebugCapture&) = delete;
   ~DebugCapture();
 
-  /// What the calling thread has written: the log of its calls.
-  [[nodiscard]] std::vector<std::string> Mine() const { return Lines(true); }
-  /// What all other threads have written: the listener's log.
-  [[nodiscard]] std::vector<std::string> Others() const { return Lines(false); }
+  [[nodiscard]] std::vector<std::string> Mine() const { return Log().Mine(); }
+  [[nodiscard]] std::vector<std::string> Others() const { return Log().Others(); }
+  void WaitForOthers(const std::string& line, int count = 1) const {
+    Log().WaitForOthers(line, count);
+  }
+  static void Clear() { Log().Clear(); }
 
-  /// Waits until some other thread has written `line` `count` times.
-  [[nodiscard]] bool WaitForOthers(const std::string& line, int count = 1) const;
-  [[nodiscard]] int CountOthers(const std::string& line) const;
-
-  static void Clear();
+  [[nodiscard]] static CapturedLog& Log();
 
  private:
-  [[nodiscard]] std::vector<std::string> Lines(bool mine) const;
-
   void* handler_;
 };
 

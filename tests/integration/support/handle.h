@@ -6,6 +6,8 @@
 #include <memory>
 #include <system_error>
 
+#include "tests/kit/patience.h"
+
 namespace zor::testing {
 
 struct HandleCloser {
@@ -46,7 +48,7 @@ class Event {
   UniqueHandle handle_;
 };
 
-/// How long a test waits for what should come at once: a test that gives up after it has failed.
-inline constexpr DWORD kPatienceMs = 30'000;
+/// How long a test waits while nothing moves, for the system's functions.
+inline const DWORD kPatienceMs = static_cast<DWORD>(kPatience.count());
 
 }  // namespace zor::testing

@@ -8,11 +8,11 @@ namespace zor::testing {
 namespace {
 
 template <typename Function>
-Function Find(HMODULE library, const char* name) {
+void Find(HMODULE library, const char* name, Function& function) {
   const FARPROC found = GetProcAddress(library, name);
   if (found == nullptr) ThrowLastError(name);
   // By way of a function type that converts to any other without a warning.
-  return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(found));
+  function = reinterpret_cast<Function>(reinterpret_cast<void (*)()>(found));
 }
 
 HMODULE Load(const std::wstring& path) {
@@ -23,21 +23,24 @@ HMODULE Load(const std::wstring& path) {
 
 }  // namespace
 
-Exports::Exports(HMODULE library)
-    : Config(Find<decltype(Config)>(library, "ZorIntfConfig")),
-      Create(Find<decltype(Create)>(library, "ZorIntfCreate")),
-      Destroy(Find<decltype(Destroy)>(library, "ZorIntfDestroy")),
-      Enum(Find<decltype(Enum)>(library, "ZorIntfEnum")),
-      FreeSerialized(Find<decltype(FreeSerialized)>(library, "ZorIntfFreeSerialized")),
-      Get(Find<decltype(Get)>(library, "ZorIntfGet")),
-      GetInfo(Find<decltype(GetInfo)>(library, "ZorIntfGetInfo")),
-      GetSerialized(Find<decltype(GetSerialized)>(library, "ZorIntfGetSerialized")),
-      GetStatus(Find<decltype(GetStatus)>(library, "ZorIntfGetStatus")),
-      RegEventCallback(Find<decltype(RegEventCallback)>(library, "ZorIntfRegEventCallback")),
-      Set(Find<decltype(Set)>(library, "ZorIntfSet")),
-      SetSerialized(Find<decltype(SetSerialized)>(library, "ZorIntfSetSerialized")),
-      Start(Find<decltype(Start)>(library, "ZorIntfStart")),
-      Stop(Find<decltype(Stop)>(library, "ZorIntfStop")) {}
+Exports FindExports(HMODULE library) {
+  Exports exports{};
+  Find(library, "ZorIntfConfig", exports.Config);
+  Find(library, "ZorIntfCreate", exports.Create);
+  Find(library, "ZorIntfDestroy", exports.Destroy);
+  Find(library, "ZorIntfEnum", exports.Enum);
+  Find(library, "ZorIntfFreeSerialized", exports.FreeSerialized);
+  Find(library, "ZorIntfGet", exports.Get);
+  Find(library, "ZorIntfGetInfo", exports.GetInfo);
+  Find(library, "ZorIntfGetSerialized", exports.GetSerialized);
+  Find(library, "ZorIntfGetStatus", exports.GetStatus);
+  Find(library, "ZorIntfRegEventCallback", exports.RegEventCallback);
+  Find(library, "ZorIntfSet", exports.Set);
+  Find(library, "ZorIntfSetSerialized", exports.SetSerialized);
+  Find(library, "ZorIntfStart", exports.Start);
+  Find(library, "ZorIntfStop", exports.Stop);
+  return exports;
+}
 
 std::wstring BinaryFolder() {
   std::array<wchar_t, 1024> path{};
@@ -50,7 +53,7 @@ std::wstring BinaryFolder() {
 std::wstring BuiltLibrary() { return BinaryFolder() + L"\\ZorInterface.dll"; }
 
 LoadedLibrary::LoadedLibrary(const std::wstring& path)
-    : module_(Load(path)), exports_(module_.get()) {}
+    : module_(Load(path)), exports_(FindExports(module_.get())) {}
 
 bool IsUnmapped(const void* address) {
   MEMORY_BASIC_INFORMATION region{};

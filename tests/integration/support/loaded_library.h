@@ -8,29 +8,12 @@
 #include <type_traits>
 #include <utility>
 
-#include "interface/zor_interface.h"
+#include "tests/kit/exports.h"
 
 namespace zor::testing {
 
-/// The fourteen exports, found by name.
-struct Exports {
-  explicit Exports(HMODULE library);
-
-  decltype(&ZorIntfConfig) Config;
-  decltype(&ZorIntfCreate) Create;
-  decltype(&ZorIntfDestroy) Destroy;
-  decltype(&ZorIntfEnum) Enum;
-  decltype(&ZorIntfFreeSerialized) FreeSerialized;
-  decltype(&ZorIntfGet) Get;
-  decltype(&ZorIntfGetInfo) GetInfo;
-  decltype(&ZorIntfGetSerialized) GetSerialized;
-  decltype(&ZorIntfGetStatus) GetStatus;
-  decltype(&ZorIntfRegEventCallback) RegEventCallback;
-  decltype(&ZorIntfSet) Set;
-  decltype(&ZorIntfSetSerialized) SetSerialized;
-  decltype(&ZorIntfStart) Start;
-  decltype(&ZorIntfStop) Stop;
-};
+/// The exports of a loaded library, found by name.
+[[nodiscard]] Exports FindExports(HMODULE library);
 
 /// The folder that the test program and the library were built into.
 [[nodiscard]] std::wstring BinaryFolder();
@@ -44,6 +27,7 @@ class LoadedLibrary {
   explicit LoadedLibrary(const std::wstring& path);
 
   [[nodiscard]] const Exports* operator->() const noexcept { return &exports_; }
+  [[nodiscard]] const Exports& exports() const noexcept { return exports_; }
 
   void Unload() noexcept { module_.reset(); }
 

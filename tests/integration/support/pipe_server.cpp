@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "tests/integration/support/wire.h"
+#include "tests/kit/messages.h"
 
 namespace zor::testing {
 
@@ -31,6 +31,7 @@ int PipeServer::connections() const {
 
 bool PipeServer::WaitForConnections(int count) {
   AcquireSRWLockExclusive(&lock_);
+  // Each one that connects begins the patience anew.
   while (connections_ < count &&
          SleepConditionVariableSRW(&connected_, &lock_, kPatienceMs, 0) != FALSE) {
   }
@@ -58,13 +59,13 @@ void StayIdle(ServerEnd& end) {
 }
 
 void AnswerAll(ServerEnd& end) {
-  const Bytes reply = SuccessReply();
+  const Bytes reply = Build(Reply{});
   while (!end.IsCancelled() && end.Read() && end.Write(reply)) {
   }
 }
 
 void Flood(ServerEnd& end) {
-  const Bytes message = Build({.type = 5, .value = 1, .text = "text"});
+  const Bytes message = Build(Notification{.type = 5, .value = 1, .text = "text"});
   while (!end.IsCancelled() && end.Write(message)) {
   }
 }
@@ -94,7 +95,7 @@ void RequestServer::Queue(Step step) {
 RequestServer::Step RequestServer::Next(Bytes request) {
   const std::lock_guard lock(mutex_);
   requests_.push_back(std::move(request));
-  if (steps_.empty()) return {.messages = {SuccessReply()}};
+  if (steps_.empty()) return {.messages = {Build(Reply{})}};
   Step step = std::move(steps_.front());
   steps_.pop_front();
   return step;

@@ -96,12 +96,14 @@ std::ostream& operator<<(std::ostream& stream, const Usage& usage) {
 
 Usage SettleWithin(const Usage& limit, DWORD patience_ms) {
   constexpr DWORD kPollMs = 20;
-  const ULONGLONG end = GetTickCount64() + patience_ms;
-  for (;;) {
-    const Usage now = Usage::Now();
-    if (now.IsWithin(limit) || GetTickCount64() >= end) return now;
+  Usage last = Usage::Now();
+  for (DWORD idle = 0; !last.IsWithin(limit) && idle < patience_ms; idle += kPollMs) {
     Sleep(kPollMs);
+    const Usage now = Usage::Now();
+    if (now.threads < last.threads || now.handles < last.handles) idle = 0;
+    last = now;
   }
+  return last;
 }
 
 std::set<HANDLE> ClientPipeEnds() {

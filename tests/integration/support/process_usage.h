@@ -24,9 +24,10 @@ struct Usage {
 
 std::ostream& operator<<(std::ostream& stream, const Usage& usage);
 
-/// Measures until the process holds no more than `limit`, and returns the last measurement: what
-/// it still holds after `patience_ms` it keeps. An ending thread of the system, and what belongs to
-/// it, may be there for a moment after what it ran has been unloaded.
+/// Measures until the process holds no more than `limit`, and returns the last measurement: when no
+/// thread and no handle goes any more for `patience_ms`, the process keeps what it holds. An ending
+/// thread of the system, and what belongs to it, may be there for a moment after what it ran has
+/// been unloaded.
 [[nodiscard]] Usage SettleWithin(const Usage& limit, DWORD patience_ms);
 
 /// Handles of this process that are the client's end of a named pipe.

@@ -1,4 +1,4 @@
-/// The server's end of one named pipe instance, independent of everything the project builds.
+/// The server's end of one named pipe instance, independent of everything the product is built of.
 #pragma once
 
 #include <windows.h>
@@ -6,13 +6,11 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <vector>
 
 #include "tests/integration/support/handle.h"
+#include "tests/kit/messages.h"
 
 namespace zor::testing {
-
-using Bytes = std::vector<std::uint8_t>;
 
 inline constexpr const wchar_t* kRequestPipe = L"\\\\.\\Pipe\\ZorSWNRpipe";
 inline constexpr const wchar_t* kNotifyPipe = L"\\\\.\\Pipe\\ZorSWNRpipeNotify";

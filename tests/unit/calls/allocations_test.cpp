@@ -6,24 +6,28 @@
 
 #include <new>
 
-#include "interface/debug_log.h"
+#include "tests/kit/remote_calls.h"
 #include "tests/support/library_test.h"
-#include "tests/support/remote_exports.h"
 
 namespace zor::scripted {
 namespace {
 
-class Allocations : public CallTest, public ::testing::WithParamInterface<RemoteExport> {};
+using testing::OwnedOutputs;
+using testing::RemoteCall;
+using testing::RemoteCalls;
+
+class Allocations : public CallTest, public ::testing::WithParamInterface<RemoteCall> {};
 
 TEST_P(Allocations, OfACallAreItsBuildersOnlyBesidesABlocksCopyAndWhatItHandsOut) {
   AnswerWith(GetParam().reply());
   OwnedOutputs outputs;
-  ASSERT_EQ(GetParam().call(outputs.get()), ZOR_SUCCESS);  // connects, which logs
+  ASSERT_EQ(GetParam().call(LinkedExports(), outputs.records()),
+            ZOR_SUCCESS);  // connects, which logs
 
   OwnedOutputs counted;
   const std::size_t before = AllocationCount();
   const int handed_out = TheCalls().Count(Function::kHeapAllocate);
-  const ZorResult result = GetParam().call(counted.get());
+  const ZorResult result = GetParam().call(LinkedExports(), counted.records());
   EXPECT_EQ(AllocationCount() - before, GetParam().allocations);
   EXPECT_EQ(result, ZOR_SUCCESS);
   EXPECT_EQ(static_cast<std::size_t>(TheCalls().Count(Function::kHeapAllocate) - handed_out),
@@ -33,24 +37,24 @@ TEST_P(Allocations, OfACallAreItsBuildersOnlyBesidesABlocksCopyAndWhatItHandsOut
 TEST_P(Allocations, OfWhichOneFailsThrowsBadAllocWritesNothingAndLeavesTheNextCallWell) {
   AnswerWith(GetParam().reply());
   OwnedOutputs connecting;
-  ASSERT_EQ(GetParam().call(connecting.get()), ZOR_SUCCESS);
+  ASSERT_EQ(GetParam().call(LinkedExports(), connecting.records()), ZOR_SUCCESS);
   for (std::size_t nth = 1; nth <= GetParam().allocations; ++nth) {
     OwnedOutputs outputs;
     bool thrown = false;
     FailAllocation(nth);
     try {
-      static_cast<void>(GetParam().call(outputs.get()));
+      static_cast<void>(GetParam().call(LinkedExports(), outputs.records()));
     } catch (const std::bad_alloc&) {
       thrown = true;
     }
     EXPECT_TRUE(thrown);
     EXPECT_TRUE(outputs.Untouched());
-    EXPECT_EQ(GetParam().call(outputs.get()), ZOR_SUCCESS);
+    EXPECT_EQ(GetParam().call(LinkedExports(), outputs.records()), ZOR_SUCCESS);
   }
 }
 
 INSTANTIATE_TEST_SUITE_P(Exports, Allocations,
-                         ::testing::ValuesIn(RemoteExports().begin(), RemoteExports().end()),
+                         ::testing::ValuesIn(RemoteCalls().begin(), RemoteCalls().end()),
                          [](const auto& suite) { return NameOf(suite.param); });
 
 TEST_F(CallTest, ABlockFitsTheBuilderThatIsMadeForIt) {
@@ -75,13 +79,13 @@ TEST_F(ListenerTest, ANotificationAllocatesForItsLogLineOnly) {
   ZorIntfRegEventCallback([](ZorEvent*) { ++delivered; });
   ASSERT_EQ(TheThreads().WaitForPause(), 100U);
 
-  constexpr std::size_t kPerLine = 2;  // the joined format and the line
+  constexpr int kPerLine = 2;  // the joined format and the line
   for (int i = 0; i < 3; ++i) {
     ThePipes().Send(kNotifyPipe, Build(Notification{.type = 5, .text = "text"}));
   }
-  const std::size_t before = AllocationCount();
+  const int before = TheCalls().Count(Function::kHeapAllocate);
   ASSERT_EQ(TheThreads().RunToPause(), 100U);
-  EXPECT_EQ(AllocationCount() - before, 3 * kPerLine);
+  EXPECT_EQ(TheCalls().Count(Function::kHeapAllocate) - before, 3 * kPerLine);
   EXPECT_EQ(delivered, 3);
 }
 
@@ -95,7 +99,7 @@ TEST_F(ListenerTest, ANotificationIsDeliveredThoughThereIsNoMemoryForItsLogLine)
   static_cast<void>(TheOutput().TakeNarrow());
 
   ThePipes().Send(kNotifyPipe, Build(Notification{.type = 1}));
-  FailAllocation();
+  TheCalls().Fail(Function::kHeapAllocate, 8);
   ASSERT_EQ(TheThreads().RunToPause(), 100U);
   EXPECT_EQ(delivered, 1);
   EXPECT_THAT(TheOutput().TakeNarrow(), ::testing::IsEmpty());
@@ -116,19 +120,6 @@ TEST_F(ListenerTest, ALoadWithoutMemoryThrowsBadAllocAndLeavesNothing) {
     EXPECT_THROW(Load(), std::bad_alloc);
   }
   EXPECT_EQ(TheCalls().Count(Function::kStartThread), 2);
-}
-
-TEST_F(PlatformTest, ALineWithoutMemoryIsDropped) {
-  for (std::size_t nth = 1; nth <= 2; ++nth) {
-    FailAllocation(nth);
-    Log("%s", "narrow");
-    FailAllocation(nth);
-    Log(L"%s", L"wide");
-  }
-  EXPECT_THAT(TheOutput().TakeNarrow(), ::testing::IsEmpty());
-  EXPECT_THAT(TheOutput().TakeWide(), ::testing::IsEmpty());
-  Log("%s", "next");
-  EXPECT_THAT(TheOutput().TakeNarrow(), ::testing::ElementsAre("[zor] next"));
 }
 
 }  // namespace

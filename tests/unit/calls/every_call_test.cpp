@@ -1,42 +1,38 @@
-// What holds for every remote call, tested on each of the twelve.
+// Every remote call as the platform sees it, tested on each of the twelve.
 #include <gmock/gmock.h>
 
 #include <map>
 #include <new>
 #include <string>
 
-#include "messages/reply.h"
+#include "tests/kit/remote_calls.h"
 #include "tests/support/exact_block.h"
 #include "tests/support/library_test.h"
-#include "tests/support/remote_exports.h"
 
 namespace zor::scripted {
 namespace {
 
+using testing::OwnedOutputs;
+using testing::RemoteCall;
+using testing::RemoteCalls;
+
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::StrEq;
 
-constexpr std::size_t kReplyLimit = 1024;
-
-class EveryCall : public CallTest, public ::testing::WithParamInterface<RemoteExport> {
+class EveryCall : public CallTest, public ::testing::WithParamInterface<RemoteCall> {
  protected:
   /// Makes the call, on fresh outputs.
   static ZorResult Call() {
     OwnedOutputs outputs;
-    return GetParam().call(outputs.get());
+    return GetParam().call(LinkedExports(), outputs.records());
   }
 
   /// Makes the call, which must fail with `result`, log exactly `log`, and write no output.
   static void ExpectFailure(ZorResult result, const std::vector<std::string>& log) {
     OwnedOutputs outputs;
-    EXPECT_EQ(GetParam().call(outputs.get()), result);
+    EXPECT_EQ(GetParam().call(LinkedExports(), outputs.records()), result);
     EXPECT_TRUE(outputs.Untouched());
     EXPECT_EQ(TheOutput().TakeNarrow(), log);
-  }
-
-  static std::vector<std::string> InvalidLine() {
-    return {std::string("[zor] [") + GetParam().tag + "] The IPC gotten data is invalid\n"};
   }
 
   /// The call has succeeded once, so the request channel is connected.
@@ -47,28 +43,7 @@ class EveryCall : public CallTest, public ::testing::WithParamInterface<RemoteEx
     static_cast<void>(TheOutput().TakeNarrow());
     static_cast<void>(ThePipes().TakeWritten(kRequestPipe));
   }
-
-  static Bytes Padded(Bytes reply, std::size_t size) {
-    reply.resize(size);
-    return reply;
-  }
 };
-
-TEST_P(EveryCall, SendsItsOwnNameStatus7AndNoResult) {
-  Connect();
-  EXPECT_EQ(Call(), ZOR_SUCCESS);
-  const auto written = ThePipes().TakeWritten(kRequestPipe);
-  ASSERT_EQ(written.size(), 1U);
-  const auto* request = messages::CheckReply(written[0]);
-  ASSERT_NE(request, nullptr);
-  EXPECT_THAT(request->func_name()->c_str(), StrEq(GetParam().name));
-  EXPECT_EQ(request->status(), 7);
-  EXPECT_EQ(request->result(), 0U);
-  EXPECT_EQ(request->server_info(), nullptr);
-  EXPECT_EQ(request->event(), nullptr);
-  EXPECT_EQ(request->blob_result(), nullptr);
-  EXPECT_EQ(request->enum_result(), nullptr);
-}
 
 TEST_P(EveryCall, MakesOnePeekOneWriteAndOneReadAndLogsNothingWhenConnected) {
   Connect();
@@ -97,39 +72,6 @@ TEST_P(EveryCall, MakesNoMoreOfThemHoweverOftenItIsMade) {
   EXPECT_EQ(count(Function::kDebugOutput), 1);  // that of connecting
 }
 
-TEST_P(EveryCall, ConnectsOnceAndLogsThatOnce) {
-  AnswerWith(GetParam().reply());
-  EXPECT_EQ(Call(), ZOR_SUCCESS);
-  EXPECT_EQ(Call(), ZOR_SUCCESS);
-  EXPECT_THAT(TheOutput().TakeNarrow(), ElementsAre("[zor] ConnectToServer() was successful.\n"));
-  EXPECT_EQ(TheCalls().Count(Function::kOpenPipe), 1);
-}
-
-TEST_P(EveryCall, Returns2AndWritesNothingWithoutAServerAndTriesAgainNextTime) {
-  for (int attempt = 0; attempt < 2; ++attempt) {
-    ExpectFailure(ZOR_NOT_CONNECTED, {"[zor] Error occurred while connecting to the server: 2\n"});
-    EXPECT_THAT(
-        TheCalls().Take(),
-        ElementsAre("OpenPipe \\\\.\\Pipe\\ZorSWNRpipe -> error 2",
-                    "DebugOutput [zor] Error occurred while connecting to the server: 2\n"));
-  }
-  AnswerWith(GetParam().reply());
-  EXPECT_EQ(Call(), ZOR_SUCCESS);
-}
-
-TEST_P(EveryCall, Returns2WhenThePipeIsBusy) {
-  ThePipes().Busy(kRequestPipe);
-  ExpectFailure(ZOR_NOT_CONNECTED, {"[zor] Error occurred while connecting to the server: 231\n"});
-}
-
-TEST_P(EveryCall, OpensAFreshHandleAfterTheServerHasRestarted) {
-  Connect();
-  ThePipes().CloseConnections(kRequestPipe);
-  EXPECT_EQ(Call(), ZOR_SUCCESS);
-  EXPECT_THAT(TheOutput().TakeNarrow(), ElementsAre("[zor] ConnectToServer() was successful.\n"));
-  ExpectAbandoned(1);
-}
-
 TEST_P(EveryCall, Returns1WithoutReadingOrLoggingWhenTheWriteFails) {
   Connect();
   TheCalls().Fail(Function::kWritePipe, kErrorNoData);
@@ -149,82 +91,6 @@ TEST_P(EveryCall, Returns1WithoutRetryingOrLoggingWhenTheReadFails) {
   EXPECT_EQ(TheCalls().Count(Function::kWritePipe), writes + 1);
   EXPECT_EQ(TheCalls().Count(Function::kClosePipe), 0);
   EXPECT_EQ(TheCalls().Count(Function::kOpenPipe), 1);
-}
-
-TEST_P(EveryCall, AcceptsAReplyOfExactly1024Bytes) {
-  AnswerWith(Padded(GetParam().reply(), kReplyLimit));
-  EXPECT_EQ(Call(), ZOR_SUCCESS);
-}
-
-TEST_P(EveryCall, Returns1OnAReplyOf1025BytesWhoseLastByteIsTheNextCallsReply) {
-  Connect();
-  AnswerWith(Padded(GetParam().reply(), kReplyLimit + 1));
-  ExpectFailure(ZOR_TRANSPORT_FAILURE, {});
-  EXPECT_EQ(ThePipes().Waiting(kRequestPipe), 1U);
-
-  AnswerWith(GetParam().reply());
-  static_cast<void>(TheCalls().Take());
-  ExpectFailure(ZOR_TRANSPORT_FAILURE, InvalidLine());
-  EXPECT_EQ(TheCalls().Take()[2], "ReadPipe #4 1024 -> 1");
-}
-
-TEST_P(EveryCall, RejectsAReplyOfFewerThanSixBytesAfterAGoodOneOnTheSameStack) {
-  const Bytes good = GetParam().reply();
-  for (std::size_t size = 0; size <= 5; ++size) {
-    Connect();
-    AnswerWith(Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size)));
-    ExpectFailure(ZOR_TRANSPORT_FAILURE, InvalidLine());
-  }
-}
-
-TEST_P(EveryCall, RejectsEveryTruncationOfItsReply) {
-  Connect();
-  ForEachTruncation(GetParam().reply(), [](std::span<const std::uint8_t> bytes) {
-    AnswerWith(Bytes(bytes.begin(), bytes.end()));
-    ExpectFailure(ZOR_TRANSPORT_FAILURE, InvalidLine());
-  });
-}
-
-TEST_P(EveryCall, RejectsGarbage) {
-  Connect();
-  const Bytes text(300, 'z');
-  const Bytes ones(1024, 0xFF);
-  Bytes ramp(256);
-  for (std::size_t i = 0; i < ramp.size(); ++i) ramp[i] = static_cast<std::uint8_t>(i + 5);
-  for (const Bytes& garbage : {text, ones, ramp}) {
-    AnswerWith(garbage);
-    ExpectFailure(ZOR_TRANSPORT_FAILURE, InvalidLine());
-  }
-}
-
-TEST_P(EveryCall, PassesTheServersResultThroughAndLogsItSigned) {
-  Connect();
-  for (const std::uint32_t result : {1U, 2U, 3U, 4U, 5U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
-    // With all its outputs, of which none may be taken.
-    AnswerWith(Build(Reply{.server_info = messages::ServerInfo(1, 2, 3, 4),
-                           .enum_result = Reply::Names{1, {{"general"}}},
-                           .float_param = 2.5F,
-                           .status = 255,
-                           .handle = 77,
-                           .result = result,
-                           .blob_result = Reply::Block{"preset", 1, Bytes{1}}}));
-    ExpectFailure(result, {std::string("[zor] [") + GetParam().tag + "] The ZorRet: " +
-                           std::to_string(static_cast<std::int32_t>(result)) + "\n"});
-  }
-}
-
-TEST_P(EveryCall, TakesAnAbsentResultAndAResultOf0AsSuccess) {
-  Connect();
-  AnswerWith(Build(Reply{}));
-  EXPECT_EQ(Call(), ZOR_SUCCESS);
-  AnswerWith(Build(Reply{.with_defaults = true}));
-  EXPECT_EQ(Call(), ZOR_SUCCESS);
-  EXPECT_THAT(TheOutput().TakeNarrow(), IsEmpty());
-}
-
-TEST_P(EveryCall, DoesNotLookAtTheNameInTheReply) {
-  AnswerWith(Build(Reply{.func_name = "SomethingElse"}));
-  EXPECT_EQ(Call(), ZOR_SUCCESS);
 }
 
 TEST_P(EveryCall, ClosesNothingHoweverItEnds) {
@@ -248,7 +114,7 @@ TEST_P(EveryCall, WritesNoOutputUnlessItReturns0WhateverByteOfItsReplyIsChanged)
     AnswerWith(Bytes(bytes.begin(), bytes.end()));
     OwnedOutputs outputs;
     try {
-      const ZorResult result = GetParam().call(outputs.get());
+      const ZorResult result = GetParam().call(LinkedExports(), outputs.records());
       ++results[result];
       // The one exception: a block that there is no memory for.
       const bool no_memory = result == ZOR_TRANSPORT_FAILURE && outputs.get().blob.data == nullptr;
@@ -264,7 +130,7 @@ TEST_P(EveryCall, WritesNoOutputUnlessItReturns0WhateverByteOfItsReplyIsChanged)
 }
 
 INSTANTIATE_TEST_SUITE_P(Exports, EveryCall,
-                         ::testing::ValuesIn(RemoteExports().begin(), RemoteExports().end()),
+                         ::testing::ValuesIn(RemoteCalls().begin(), RemoteCalls().end()),
                          [](const auto& suite) { return NameOf(suite.param); });
 
 }  // namespace

@@ -36,8 +36,8 @@ class CheckFloors(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             root = pathlib.Path(folder)
             for path, text in {**GOOD_TREE, **changed}.items():
-                (root / path).parent.mkdir(parents=True, exist_ok=True)
-                (root / path).write_text(text, encoding="utf-8")
+                (root / "src" / path).parent.mkdir(parents=True, exist_ok=True)
+                (root / "src" / path).write_text(text, encoding="utf-8")
             printed = io.StringIO()
             with mock.patch.object(sys, "argv", ["check_floors.py", folder]):
                 with contextlib.redirect_stdout(printed):

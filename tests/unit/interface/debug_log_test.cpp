@@ -84,6 +84,19 @@ TEST_F(DebugLog, WhoseMeasureIsNegativeCallsTheFormatterWithSize0AndWritesNothin
   EXPECT_THAT(TheOutput().TakeNarrow(), ElementsAre("[zor] next"));
 }
 
+TEST_F(DebugLog, DropsALineWithoutMemory) {
+  for (int nth = 1; nth <= 2; ++nth) {
+    TheCalls().Fail(Function::kHeapAllocate, 8, nth);
+    Log("%s", "narrow");
+    TheCalls().Fail(Function::kHeapAllocate, 8, nth);
+    Log(L"%s", L"wide");
+  }
+  EXPECT_THAT(TheOutput().TakeNarrow(), IsEmpty());
+  EXPECT_THAT(TheOutput().TakeWide(), IsEmpty());
+  Log("%s", "next");
+  EXPECT_THAT(TheOutput().TakeNarrow(), ElementsAre("[zor] next"));
+}
+
 TEST_F(DebugLog, FormatsNumbersAsTheLibraryUsesThem) {
   Log("%d %d\n", -1, 2147483647);
   Log(L"0x%08X\n", 0x8004100EU);

@@ -5,8 +5,8 @@
 #include <optional>
 
 #include "messages/reply.h"
+#include "tests/kit/messages.h"
 #include "tests/support/library_test.h"
-#include "tests/support/messages.h"
 
 namespace zor::scripted {
 namespace {

@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
+#include "tests/kit/messages.h"
 #include "tests/support/library_test.h"
-#include "tests/support/messages.h"
 
 namespace zor::scripted {
 namespace {

@@ -5,11 +5,15 @@
 #include <set>
 #include <string>
 
+#include "tests/kit/remote_calls.h"
 #include "tests/support/library_test.h"
-#include "tests/support/remote_exports.h"
 
 namespace zor::scripted {
 namespace {
+
+using testing::OwnedOutputs;
+using testing::RemoteCall;
+using testing::RemoteCalls;
 
 using ::testing::UnorderedElementsAre;
 
@@ -37,14 +41,14 @@ TEST_F(ListenerTest, AllTheTextsOfTheLog) {
   take();
 
   // Every call with a reply that is none, with a refusal, and with success.
-  for (const RemoteExport& remote : RemoteExports()) {
+  for (const RemoteCall& remote : RemoteCalls()) {
     OwnedOutputs outputs;
     answer_with(Bytes(3));
-    EXPECT_EQ(remote.call(outputs.get()), ZOR_TRANSPORT_FAILURE);
+    EXPECT_EQ(remote.call(LinkedExports(), outputs.records()), ZOR_TRANSPORT_FAILURE);
     answer_with(Build(Reply{.result = 0xFFFFFFFE}));
-    EXPECT_EQ(remote.call(outputs.get()), 0xFFFFFFFEU);
+    EXPECT_EQ(remote.call(LinkedExports(), outputs.records()), 0xFFFFFFFEU);
     answer_with(remote.reply());
-    EXPECT_EQ(remote.call(outputs.get()), ZOR_SUCCESS);
+    EXPECT_EQ(remote.call(LinkedExports(), outputs.records()), ZOR_SUCCESS);
   }
   take();
 

@@ -6,19 +6,19 @@
 #include <cstring>
 #include <numeric>
 
+#include "tests/kit/messages.h"
 #include "tests/support/exact_block.h"
-#include "tests/support/messages.h"
 
 namespace zor::messages {
 namespace {
 
-using scripted::Build;
-using scripted::BuildMessage;
-using scripted::Bytes;
 using scripted::ExactBlock;
 using scripted::ForEachMutation;
 using scripted::ForEachTruncation;
-using scripted::Reply;
+using testing::Build;
+using testing::BuildMessage;
+using testing::Bytes;
+using testing::Reply;
 
 /// A reply with everything in it.
 Bytes RichReply() {
@@ -107,7 +107,7 @@ TEST(CheckReply, RejectsAMisalignedRoot) {
 }
 
 TEST(CheckReply, RejectsANameWithoutItsTerminatorInside) {
-  Bytes bytes = BuildMessage([](Builder& builder) {
+  Bytes bytes = BuildMessage([](flatbuffers::FlatBufferBuilder& builder) {
     return CreateCallMessageDirect(builder, "abc");  // the message's last four bytes
   });
   ASSERT_NE(CheckReply(bytes), nullptr);
@@ -129,7 +129,7 @@ TEST(CheckReply, RejectsAListWithABrokenNameInIt) {
 
 /// A message with an event whose payload is said to be `member`.
 Bytes EventMessage(int member) {
-  return BuildMessage([&](Builder& builder) {
+  return BuildMessage([&](flatbuffers::FlatBufferBuilder& builder) {
     const auto payload = CreateWordPayload(builder, 1).Union();
     const auto event = CreateNotifyEvent(builder, 9, static_cast<EventPayload>(member), payload);
     return CreateCallMessage(builder, 0, nullptr, 0, 0, 0, 0, 0, event);

@@ -7,13 +7,13 @@
 #include <vector>
 
 #include "messages/reply.h"
-#include "tests/support/messages.h"
+#include "tests/kit/messages.h"
 
 namespace zor::messages {
 namespace {
 
-using scripted::BuildMessage;
-using scripted::Bytes;
+using testing::BuildMessage;
+using testing::Bytes;
 using ::testing::ElementsAre;
 using ::testing::StrEq;
 

@@ -7,13 +7,18 @@
 #include <cstring>
 #include <limits>
 
+#include "tests/kit/messages.h"
 #include "tests/support/exact_block.h"
-#include "tests/support/messages.h"
 
 namespace zor::scripted {
 namespace {
 
-using messages::Builder;
+using testing::Build;
+using testing::BuildMessage;
+using testing::Bytes;
+using testing::Notification;
+
+using flatbuffers::FlatBufferBuilder;
 using Message = std::span<const std::uint8_t>;
 
 /// One message of each type that has a payload.
@@ -38,7 +43,7 @@ bool Same(const ZorEvent& a, const ZorEvent& b) { return std::memcmp(&a, &b, siz
 /// A notification whose event table is whatever `build` makes.
 template <typename Build>
 Bytes MessageWithEvent(Build build) {
-  return BuildMessage([&](Builder& builder) {
+  return BuildMessage([&](FlatBufferBuilder& builder) {
     const auto event = build(builder);
     return messages::CreateCallMessageDirect(builder, "ZorIntfNotify", nullptr, 0, 0, 0, 0, 0,
                                              event);
@@ -63,8 +68,8 @@ TEST(ReadFunctionName, FindsIt) {
 }
 
 TEST(ReadFunctionName, IsNullWhereThereIsNone) {
-  const Bytes message =
-      BuildMessage([](Builder& builder) { return messages::CreateCallMessage(builder, 0); });
+  const Bytes message = BuildMessage(
+      [](FlatBufferBuilder& builder) { return messages::CreateCallMessage(builder, 0); });
   EXPECT_EQ(ReadFunctionName(message), nullptr);
   EXPECT_EQ(ReadFunctionName({}), nullptr);
 }
@@ -149,7 +154,7 @@ TEST(ReadEvent, TakesOnlyTheTypeOfATypeAbove5) {
 
 TEST(ReadEvent, WithATypeAbove5DoesNotLookAtThePayload) {
   ZorEvent event = Stale();
-  EXPECT_TRUE(ReadEvent(MessageWithEvent([](Builder& builder) {
+  EXPECT_TRUE(ReadEvent(MessageWithEvent([](FlatBufferBuilder& builder) {
                           const auto payload = messages::CreateWordPayload(builder, 1).Union();
                           return messages::CreateNotifyEvent(
                               builder, 9, messages::EventPayload_ByteTextPayload, payload);
@@ -164,7 +169,7 @@ TEST(ReadEvent, DropsAPayloadOfAnotherTypesMember) {
       if (member == type + 1) continue;
       ZorEvent event = Stale();
       EXPECT_FALSE(ReadEvent(
-          MessageWithEvent([&](Builder& builder) {
+          MessageWithEvent([&](FlatBufferBuilder& builder) {
             const auto payload = messages::CreateWordTextPayloadDirect(builder, 1, "text");
             return messages::CreateNotifyEvent(
                 builder, type, static_cast<messages::EventPayload>(member), payload.Union());
@@ -176,26 +181,27 @@ TEST(ReadEvent, DropsAPayloadOfAnotherTypesMember) {
 }
 
 TEST(ReadEvent, DropsAMessageWithoutAnEventAPayloadOrAText) {
-  const Bytes without_event = BuildMessage(
-      [](Builder& builder) { return messages::CreateCallMessageDirect(builder, "ZorIntfNotify"); });
+  const Bytes without_event = BuildMessage([](FlatBufferBuilder& builder) {
+    return messages::CreateCallMessageDirect(builder, "ZorIntfNotify");
+  });
   ZorEvent event = Stale();
   EXPECT_FALSE(ReadEvent(without_event, event));
   EXPECT_FALSE(ReadEvent({}, event));
 
   for (std::uint8_t type = 0; type <= 5; ++type) {
     const auto member = static_cast<messages::EventPayload>(type + 1);
-    EXPECT_FALSE(ReadEvent(MessageWithEvent([&](Builder& builder) {
+    EXPECT_FALSE(ReadEvent(MessageWithEvent([&](FlatBufferBuilder& builder) {
                              return messages::CreateNotifyEvent(builder, type, member, 0);
                            }),
                            event));
   }
-  EXPECT_FALSE(ReadEvent(MessageWithEvent([](Builder& builder) {
+  EXPECT_FALSE(ReadEvent(MessageWithEvent([](FlatBufferBuilder& builder) {
                            return messages::CreateNotifyEvent(
                                builder, 4, messages::EventPayload_ByteTextPayload,
                                messages::CreateByteTextPayload(builder, 1).Union());
                          }),
                          event));
-  EXPECT_FALSE(ReadEvent(MessageWithEvent([](Builder& builder) {
+  EXPECT_FALSE(ReadEvent(MessageWithEvent([](FlatBufferBuilder& builder) {
                            return messages::CreateNotifyEvent(
                                builder, 5, messages::EventPayload_WordTextPayload,
                                messages::CreateWordTextPayload(builder, 1).Union());

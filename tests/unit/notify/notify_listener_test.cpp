@@ -7,10 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "notify/event_decoder.h"
-#include "tests/support/exact_block.h"
+#include "tests/kit/events.h"
+#include "tests/kit/messages.h"
 #include "tests/support/library_test.h"
-#include "tests/support/messages.h"
 
 namespace zor::scripted {
 namespace {
@@ -24,21 +23,10 @@ constexpr const char* kConnected = "DebugOutput [zor] Connection was successful.
 constexpr const char* kFailed = "DebugOutput [zor] Connection was fail.\n";
 constexpr const char* kReceives =
     "DebugOutput [zor] Recieve data from notify channel: ZorIntfNotify\n";
-constexpr const char* kNotifyLine = "[zor] Recieve data from notify channel: ZorIntfNotify\n";
 
-/// A delivered event, with a copy of its text where the type has one.
-struct Delivered {
-  ZorEvent event;
-  std::string text;
-};
+std::vector<testing::EventCopy> delivered;
 
-std::vector<Delivered> delivered;
-
-void Collect(ZorEvent* event) {
-  // Texts are in the same place for both types that have one.
-  const bool has_text = event->type == 4 || event->type == 5;
-  delivered.push_back({*event, has_text ? event->data.event4.text : ""});
-}
+void Collect(ZorEvent* event) { delivered.push_back(testing::EventCopy::Of(*event)); }
 
 class Listener : public ListenerTest {
  protected:
@@ -72,7 +60,7 @@ class Listener : public ListenerTest {
 
   static std::vector<std::uint32_t> DeliveredTypes() {
     std::vector<std::uint32_t> types;
-    for (const Delivered& one : delivered) types.push_back(one.event.type);
+    for (const auto& one : delivered) types.push_back(one.type);
     return types;
   }
 };
@@ -90,24 +78,6 @@ TEST_F(Listener, WithoutAServerTriesAgainAfterEachMillisecondAndLogsEachTime) {
                             "DebugOutput [zor] Error occurred while connecting to the server: 2\n",
                             kFailed, "Sleep 1"));
   }
-}
-
-TEST_F(Listener, WithoutAServerDoesNotDisturbTheCalls) {
-  ThePipes().Listen(kRequestPipe, [](const Bytes&) { return std::vector<Bytes>{Build(Reply{})}; });
-  Load();
-  EXPECT_EQ(TheThreads().WaitForPause(), 1U);
-  EXPECT_EQ(ZorIntfStart(1), ZOR_SUCCESS);
-  ExpectPause(1);
-  EXPECT_EQ(ZorIntfStop(1), ZOR_SUCCESS);
-}
-
-TEST_F(Listener, WithABusyPipeTriesAgainToo) {
-  ThePipes().Busy(kNotifyPipe);
-  Load();
-  EXPECT_EQ(TheThreads().WaitForPause(), 1U);
-  EXPECT_THAT(TheOutput().TakeNarrow(),
-              ElementsAre("[zor] Error occurred while connecting to the server: 231\n",
-                          "[zor] Connection was fail.\n"));
 }
 
 TEST_F(Listener, ConnectsAndInTheSamePassLooksForAMessage) {
@@ -194,17 +164,6 @@ TEST_F(Listener, ThatBreaksJustAfterConnectingClosesAndReconnects) {
   EXPECT_EQ(TheCalls().Count(Function::kClosePipe), 1);
 }
 
-TEST_F(Listener, DeliversWhatAServerSentBeforeItClosed) {
-  ConnectAndRegister();
-  Send({.type = 1, .value = 1});
-  Send({.type = 3, .value = 2});
-  ThePipes().CloseConnections(kNotifyPipe);
-  ThePipes().Remove(kNotifyPipe);
-  ExpectPause(1);
-  EXPECT_THAT(DeliveredTypes(), ElementsAre(1U, 3U));
-  ExpectAbandoned(1);
-}
-
 // --- Reading
 
 TEST_F(Listener, ReadsAMessageInOnePassWithoutAPauseAndThenLooksAgain) {
@@ -219,7 +178,7 @@ TEST_F(Listener, ReadsAMessageInOnePassWithoutAPauseAndThenLooksAgain) {
               ElementsAre("PeekPipe #4 -> ok", Peeked(message.size()), read, kReceives,
                           "PeekPipe #4 -> ok", Peeked(0), "Sleep 100"));
   ASSERT_EQ(delivered.size(), 1U);
-  EXPECT_EQ(delivered[0].event.data.event1.value, 42U);
+  EXPECT_EQ(delivered[0].value, 42U);
 }
 
 TEST_F(Listener, ThatIsFloodedMakesOneReadAndTwoPeeksForEachMessage) {
@@ -267,60 +226,6 @@ TEST_F(Listener, ThatCannotReadPausesAndLogsNothing) {
   EXPECT_THAT(DeliveredTypes(), ElementsAre(1U));
 }
 
-TEST_F(Listener, DeliversEachOfManyMessagesWhoseSumIsBeyondItsBuffer) {
-  ConnectAndRegister();
-  std::size_t sum = 0;
-  for (std::uint32_t i = 0; i < 30; ++i) {
-    const Bytes message = Build(Notification{.type = 5, .value = i, .text = std::string(200, 't')});
-    sum += message.size();
-    SendBytes(message);
-  }
-  ASSERT_GT(sum, 5 * 1024U);
-  ExpectPause(100);
-  ASSERT_EQ(delivered.size(), 30U);
-  for (std::uint32_t i = 0; i < 30; ++i) {
-    EXPECT_EQ(delivered[i].event.data.event5.value, i);
-    EXPECT_EQ(delivered[i].text, std::string(200, 't'));
-  }
-  EXPECT_EQ(TheCalls().Count(Function::kReadPipe), 30);
-}
-
-TEST_F(Listener, AcceptsAMessageOfExactly1024Bytes) {
-  ConnectAndRegister();
-  Bytes message = Build(Notification{.type = 1, .value = 42});
-  message.resize(1024);
-  SendBytes(message);
-  Send({.type = 3});
-  ExpectPause(100);
-  EXPECT_THAT(DeliveredTypes(), ElementsAre(1U, 3U));
-}
-
-TEST_F(Listener, DropsALongerMessageWholeAndNeverTakesItsRestForAMessage) {
-  ConnectAndRegister();
-  for (const std::size_t size : {1025U, 1026U, 2048U, 2049U, 5000U}) {
-    delivered.clear();
-    // Cut off after 1024 bytes, each part would be a message of its own.
-    Bytes message;
-    while (message.size() < size) {
-      Bytes part = Build(Notification{.type = 1, .value = 666});
-      part.resize(1024);
-      message.insert(message.end(), part.begin(), part.end());
-    }
-    message.resize(size);
-    SendBytes(message);
-    Send({.type = 3, .value = 1});
-    static_cast<void>(TheOutput().TakeNarrow());
-
-    ExpectPause(100);
-    EXPECT_THAT(delivered, IsEmpty());
-    EXPECT_THAT(TheOutput().TakeNarrow(), IsEmpty());
-    EXPECT_EQ(ThePipes().Waiting(kNotifyPipe), 1U) << "the rest is drained";
-
-    ExpectPause(100);
-    EXPECT_THAT(DeliveredTypes(), ElementsAre(3U));
-  }
-}
-
 TEST_F(Listener, ReadsALongMessagesRestInTheSamePass) {
   Connect();
   SendBytes(Bytes(2500));
@@ -330,202 +235,7 @@ TEST_F(Listener, ReadsALongMessagesRestInTheSamePass) {
                           "ReadPipe #4 1024 -> error 234", "ReadPipe #4 1024 -> 452", "Sleep 100"));
 }
 
-TEST_F(Listener, DoesNotDeliverTheLastMessageAgainForOneOfZeroBytes) {
-  ConnectAndRegister();
-  Send({.type = 1, .value = 42});
-  SendBytes({});
-  Send({.type = 3, .value = 43});
-  ExpectPause(100);
-  EXPECT_THAT(DeliveredTypes(), ElementsAre(1U, 3U));
-  EXPECT_THAT(TheOutput().TakeNarrow(), ElementsAre(kNotifyLine, kNotifyLine));
-}
-
-TEST_F(Listener, DoesNotDecodeAShortMessageFromTheBytesOfTheLast) {
-  ConnectAndRegister();
-  const Bytes whole = Build(Notification{.type = 5, .value = 42, .text = "text"});
-  std::size_t valid = 0;  // only padding is cut off
-  ForEachTruncation(whole, [&](std::span<const std::uint8_t> bytes) {
-    ZorEvent event{};
-    valid += ReadFunctionName(bytes) != nullptr && ReadEvent(bytes, event) ? 1U : 0U;
-    SendBytes(whole);
-    SendBytes(Bytes(bytes.begin(), bytes.end()));
-  });
-  ASSERT_LT(valid, 4U);
-  ExpectPause(100);
-  EXPECT_EQ(delivered.size(), whole.size() + valid);
-}
-
-// --- Decoding and delivering
-
-TEST_F(Listener, LogsAndDropsAMessageOfAnotherName) {
-  ConnectAndRegister();
-  Send({.type = 1, .func_name = "zorIntfNotify"});
-  Send({.type = 1, .func_name = "ZorIntfNotify2"});
-  Send({.type = 1, .func_name = "ZorIntfNotif"});
-  Send({.type = 1, .func_name = ""});
-  Send({.type = 1, .func_name = "100%s %n"});
-  ExpectPause(100);
-  EXPECT_THAT(delivered, IsEmpty());
-  EXPECT_THAT(TheOutput().TakeNarrow(),
-              ElementsAre("[zor] Recieve data from notify channel: zorIntfNotify\n",
-                          "[zor] Recieve data from notify channel: ZorIntfNotify2\n",
-                          "[zor] Recieve data from notify channel: ZorIntfNotif\n",
-                          "[zor] Recieve data from notify channel: \n",
-                          "[zor] Recieve data from notify channel: 100%s %n\n"));
-}
-
-TEST_F(Listener, DropsAMessageWithoutAReadableNameInSilenceAndDeliversTheNext) {
-  ConnectAndRegister();
-  SendBytes(Bytes(100, 0xFF));
-  SendBytes({1});
-  SendBytes(BuildMessage(
-      [](messages::Builder& builder) { return messages::CreateCallMessage(builder); }));
-  Send({.type = 1});
-  ExpectPause(100);
-  EXPECT_THAT(DeliveredTypes(), ElementsAre(1U));
-  EXPECT_THAT(TheOutput().TakeNarrow(), ElementsAre(kNotifyLine));
-}
-
-TEST_F(Listener, LogsAndDropsANotificationWithoutWhatItNeedsAndDeliversTheNext) {
-  ConnectAndRegister();
-  SendBytes(BuildMessage([](messages::Builder& builder) {
-    return messages::CreateCallMessageDirect(builder, "ZorIntfNotify");
-  }));
-  SendBytes(BuildMessage([](messages::Builder& builder) {
-    const auto event = messages::CreateNotifyEvent(builder, 4);
-    return messages::CreateCallMessageDirect(builder, "ZorIntfNotify", nullptr, 0, 0, 0, 0, 0,
-                                             event);
-  }));
-  Send({.type = 3});
-  ExpectPause(100);
-  EXPECT_THAT(DeliveredTypes(), ElementsAre(3U));
-  EXPECT_THAT(TheOutput().TakeNarrow(), ElementsAre(kNotifyLine, kNotifyLine, kNotifyLine));
-}
-
-TEST_F(Listener, DeliversEachTypeWithItsMembersInTheOrderSent) {
-  ConnectAndRegister();
-  Send({.type = 0, .value = 1});
-  Send({.type = 1, .value = 0x80000001});
-  Send({.type = 2, .value = 2});
-  Send({.type = 3, .value = 9});
-  Send({.type = 4, .value = 1, .text = "four"});
-  Send({.type = 5, .value = 10, .text = ""});
-  ExpectPause(100);
-  ASSERT_THAT(DeliveredTypes(), ElementsAre(0U, 1U, 2U, 3U, 4U, 5U));
-  EXPECT_TRUE(delivered[0].event.data.event0.flag);
-  EXPECT_EQ(delivered[1].event.data.event1.value, 0x80000001U);
-  EXPECT_TRUE(delivered[2].event.data.event2.flag);
-  EXPECT_EQ(delivered[3].event.data.event3.value, 9U);
-  EXPECT_TRUE(delivered[4].event.data.event4.flag);
-  EXPECT_EQ(delivered[4].text, "four");
-  EXPECT_EQ(delivered[5].event.data.event5.value, 10U);
-  EXPECT_EQ(delivered[5].text, "");
-}
-
-TEST_F(Listener, LeavesTheTextPointerOfAnEarlierEventInOneThatHasNone) {
-  ConnectAndRegister();
-  Send({.type = 4, .value = 1, .text = "stale"});
-  Send({.type = 1, .value = 7});
-  ExpectPause(100);
-  ASSERT_THAT(DeliveredTypes(), ElementsAre(4U, 1U));
-  EXPECT_EQ(delivered[0].text, "stale");
-  EXPECT_EQ(delivered[1].event.data.event1.value, 7U);
-  EXPECT_EQ(delivered[1].event.data.event4.text, delivered[0].event.data.event4.text);
-}
-
-TEST_F(Listener, DeliversATypeAbove5WithThePayloadOfTheEventBefore) {
-  ConnectAndRegister();
-  Send({.type = 5, .value = 7, .text = "text"});
-  Send({.type = 9});
-  Send({.type = 255});
-  ExpectPause(100);
-  ASSERT_THAT(DeliveredTypes(), ElementsAre(5U, 9U, 255U));
-  for (const Delivered& one : delivered) {
-    EXPECT_EQ(one.event.data.event5.value, 7U);
-    EXPECT_EQ(one.event.data.event5.text, delivered[0].event.data.event5.text);
-  }
-}
-
-TEST_F(Listener, DoesNotTakeAnythingFromADroppedNotificationIntoTheNext) {
-  ConnectAndRegister();
-  Send({.type = 3, .value = 7});
-  SendBytes(BuildMessage([](messages::Builder& builder) {
-    const auto payload = messages::CreateWordTextPayload(builder, 666).Union();  // no text
-    const auto event =
-        messages::CreateNotifyEvent(builder, 5, messages::EventPayload_WordTextPayload, payload);
-    return messages::CreateCallMessageDirect(builder, "ZorIntfNotify", nullptr, 0, 0, 0, 0, 0,
-                                             event);
-  }));
-  Send({.type = 9});
-  ExpectPause(100);
-  ASSERT_THAT(DeliveredTypes(), ElementsAre(3U, 9U));
-  EXPECT_EQ(delivered[1].event.data.event3.value, 7U);
-}
-
-TEST_F(Listener, HandsOutOneAndTheSameRecord) {
-  static std::vector<ZorEvent*> records;
-  records.clear();
-  Connect();
-  ZorIntfRegEventCallback([](ZorEvent* event) { records.push_back(event); });
-  Send({.type = 1});
-  Send({.type = 2});
-  ExpectPause(100);
-  ASSERT_EQ(records.size(), 2U);
-  EXPECT_EQ(records[0], records[1]);
-}
-
-TEST_F(Listener, WithoutACallbackReadsLogsAndDiscards) {
-  Connect();
-  Send({.type = 1});
-  ExpectPause(100);
-  EXPECT_THAT(TheOutput().TakeNarrow(), ElementsAre(kNotifyLine));
-  EXPECT_EQ(ThePipes().Waiting(kNotifyPipe), 0U);
-
-  ZorIntfRegEventCallback(Collect);
-  ExpectPause(100);
-  EXPECT_THAT(delivered, IsEmpty()) << "what came earlier is lost";
-}
-
-TEST_F(Listener, ReadsTheCallbackAfreshForEachEvent) {
-  static int others = 0;
-  others = 0;
-  Connect();
-  ZorIntfRegEventCallback([](ZorEvent* event) {
-    Collect(event);
-    // From within: the next event is another's, the one after nobody's.
-    ZorIntfRegEventCallback([](ZorEvent*) {
-      ++others;
-      ZorIntfRegEventCallback(nullptr);
-    });
-  });
-  for (int i = 0; i < 4; ++i) Send({.type = 1});
-  ExpectPause(100);
-  EXPECT_EQ(delivered.size(), 1U);
-  EXPECT_EQ(others, 1);
-}
-
-TEST_F(Listener, LetsTheCallbackMakeCalls) {
-  static ZorResult result = 99;
-  result = 99;
-  ThePipes().Listen(kRequestPipe, [](const Bytes&) { return std::vector<Bytes>{Build(Reply{})}; });
-  Connect();
-  ZorIntfRegEventCallback([](ZorEvent*) { result = ZorIntfStart(1); });
-  Send({.type = 1});
-  ExpectPause(100);
-  EXPECT_EQ(result, ZOR_SUCCESS);
-}
-
-TEST_F(Listener, ReadsNoFurtherWhileTheCallbackRuns) {
-  static std::size_t waiting = 0;
-  Connect();
-  ZorIntfRegEventCallback([](ZorEvent*) { waiting = ThePipes().Waiting(kNotifyPipe); });
-  Send({.type = 1});
-  Send({.type = 1});
-  Send({.type = 1});
-  TheCalls().Fail(Function::kReadPipe, 5, 2);  // stop after the first
-  ExpectPause(100);
-  EXPECT_EQ(waiting, 2U);
-}
+// --- Stopping
 
 TEST_F(Listener, ThatFindsStoppingSetOnEntryDoesNothing) {
   TheThreads().SetBegin(Threads::Begin::kNever);

@@ -25,25 +25,25 @@ std::vector<int> Due(EventScript& script, int now) {
   return bytes;
 }
 
-using Sequence = std::vector<int>;
+using Events = std::vector<int>;
 
 TEST(EventScript, HappensOnceAtItsTime) {
   const std::vector<ScriptedEvent> events = {{.trigger = AtTime{100}, .action = Raw(1)}};
   EventScript script(events);
   EXPECT_EQ(script.NextDue(), milliseconds(100));
-  EXPECT_EQ(Due(script, 99), Sequence{});
-  EXPECT_EQ(Due(script, 100), Sequence{1});
+  EXPECT_EQ(Due(script, 99), Events{});
+  EXPECT_EQ(Due(script, 100), Events{1});
   EXPECT_EQ(script.NextDue(), std::nullopt);
-  EXPECT_EQ(Due(script, 1000), Sequence{});
+  EXPECT_EQ(Due(script, 1000), Events{});
 }
 
 TEST(EventScript, RepeatsAsOftenAsItIsTold) {
   const std::vector<ScriptedEvent> events = {{.trigger = EveryInterval{10, 3}, .action = Raw(1)}};
   EventScript script(events);
-  EXPECT_EQ(Due(script, 9), Sequence{});
-  EXPECT_EQ(Due(script, 10), Sequence{1});
+  EXPECT_EQ(Due(script, 9), Events{});
+  EXPECT_EQ(Due(script, 10), Events{1});
   EXPECT_EQ(script.NextDue(), milliseconds(20));
-  EXPECT_EQ(Due(script, 1000), (Sequence{1, 1}));
+  EXPECT_EQ(Due(script, 1000), (Events{1, 1}));
   EXPECT_EQ(script.NextDue(), std::nullopt);
 }
 
@@ -59,7 +59,7 @@ TEST(EventScript, ComesInTheOrderOfTheTimes) {
                                              {.trigger = EveryInterval{10, 0}, .action = Raw(2)},
                                              {.trigger = AtTime{15}, .action = Raw(3)}};
   EventScript script(events);
-  EXPECT_EQ(Due(script, 30), (Sequence{2, 3, 2, 1, 2}));
+  EXPECT_EQ(Due(script, 30), (Events{2, 3, 2, 1, 2}));
 }
 
 TEST(EventScript, HappensOnTheCallsItMatches) {

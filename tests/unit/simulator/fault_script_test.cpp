@@ -25,33 +25,33 @@ std::vector<std::uint32_t> Results(FaultScript& script, const char* function, in
   return results;
 }
 
-using Sequence = std::vector<std::uint32_t>;
+using Numbers = std::vector<std::uint32_t>;
 
 TEST(FaultScript, HappensOnceOnTheFirstCallUnlessToldOtherwise) {
   const std::vector<Fault> faults = {ResultFault(5, {.function = kGet})};
   FaultScript script(faults);
-  EXPECT_EQ(Results(script, kGet, 3), (Sequence{5, 0, 0}));
+  EXPECT_EQ(Results(script, kGet, 3), (Numbers{5, 0, 0}));
 }
 
 TEST(FaultScript, CountsFromTheNthCallForSoManyTimes) {
   const std::vector<Fault> faults = {ResultFault(5, {.function = kGet, .nth = 3, .times = 2})};
   FaultScript script(faults);
-  EXPECT_EQ(Results(script, kGet, 6), (Sequence{0, 0, 5, 5, 0, 0}));
+  EXPECT_EQ(Results(script, kGet, 6), (Numbers{0, 0, 5, 5, 0, 0}));
 }
 
 TEST(FaultScript, GoesOnWithoutEndForZeroTimes) {
   const std::vector<Fault> faults = {ResultFault(5, {.nth = 2, .times = 0})};
   FaultScript script(faults);
-  EXPECT_EQ(Results(script, kGet, 4), (Sequence{0, 5, 5, 5}));
+  EXPECT_EQ(Results(script, kGet, 4), (Numbers{0, 5, 5, 5}));
 }
 
 TEST(FaultScript, CountsOnlyItsOwnFunction) {
   const std::vector<Fault> faults = {ResultFault(5, {.function = kGet, .nth = 2})};
   FaultScript script(faults);
-  EXPECT_EQ(Results(script, kSet, 3), (Sequence{0, 0, 0}));
-  EXPECT_EQ(Results(script, kGet, 1), (Sequence{0}));
-  EXPECT_EQ(Results(script, "", 1), (Sequence{0}));
-  EXPECT_EQ(Results(script, kGet, 1), (Sequence{5}));
+  EXPECT_EQ(Results(script, kSet, 3), (Numbers{0, 0, 0}));
+  EXPECT_EQ(Results(script, kGet, 1), (Numbers{0}));
+  EXPECT_EQ(Results(script, "", 1), (Numbers{0}));
+  EXPECT_EQ(Results(script, kGet, 1), (Numbers{5}));
 }
 
 TEST(FaultScript, AnyCountsEveryRequestThoseWithoutAFunctionToo) {
@@ -67,7 +67,7 @@ TEST(FaultScript, TheFirstOfTheListHappensAndTheOthersCountOn) {
                                      ResultFault(6, {.function = kGet, .times = 2}),
                                      ResultFault(7, {.times = 3})};
   FaultScript script(faults);
-  EXPECT_EQ(Results(script, kGet, 4), (Sequence{5, 6, 7, 0}));
+  EXPECT_EQ(Results(script, kGet, 4), (Numbers{5, 6, 7, 0}));
 }
 
 TEST(FaultScript, KnowsWhenTheNextRequestIsDroppedUnread) {

@@ -92,6 +92,8 @@ struct Transition {
   Result configure, start, stop, destroy;
 };
 
+void PrintTo(const Transition& row, std::ostream* out) { *out << StateName(row.from); }
+
 class StateTest : public InstanceModelTest, public ::testing::WithParamInterface<Transition> {};
 
 TEST_P(StateTest, AllowsWhatTheDiagramAllows) {

@@ -92,11 +92,11 @@ std::set<std::string> KnownKeys() {
 
 TEST(ScenarioFiles, TheFullOneHasEveryKey) {
   const Scenario scenario = Load("full");
-  EXPECT_THAT(scenario.faults, SizeIs(15));
+  EXPECT_THAT(scenario.faults, SizeIs(16));
   EXPECT_THAT(scenario.events, SizeIs(11));
   const std::string text = TextOf("full");
   const auto keys = KnownKeys();
-  EXPECT_THAT(keys, SizeIs(49));
+  EXPECT_THAT(keys, SizeIs(52));
   for (const std::string& key : keys) {
     EXPECT_NE(text.find("\"" + key + "\":"), std::string::npos) << key;
   }

@@ -171,6 +171,8 @@ struct Mistake {
   const char* error;  ///< how the one error begins
 };
 
+void PrintTo(const Mistake& mistake, std::ostream* out) { *out << mistake.error; }
+
 class MistakeTest : public ::testing::TestWithParam<Mistake> {};
 
 TEST_P(MistakeTest, IsNamedWithItsLineAndItsKey) {

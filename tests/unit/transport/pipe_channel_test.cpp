@@ -144,12 +144,14 @@ TEST_F(Channel, IsClosedByItsDestructor) {
 TEST_F(Channel, ThatIsHeldIsNotClosedByTheShut) {
   ThePipes().Listen(kRequestPipe);
   ASSERT_TRUE(ConnectToServer(channel_));
-  ASSERT_TRUE(channel_.Hold());
-  EXPECT_FALSE(channel_.Hold()) << "held already";
-  channel_.Shut();
-  EXPECT_EQ(TheCalls().Count(Function::kClosePipe), 0);
-  channel_.Release();
-  EXPECT_FALSE(channel_.Hold()) << "shut for good";
+  {
+    const PipeChannel::Hold hold(channel_);
+    ASSERT_TRUE(hold);
+    EXPECT_FALSE(PipeChannel::Hold(channel_)) << "held already";
+    channel_.Shut();
+    EXPECT_EQ(TheCalls().Count(Function::kClosePipe), 0);
+  }
+  EXPECT_FALSE(PipeChannel::Hold(channel_)) << "shut for good";
   channel_.Close();
   EXPECT_EQ(TheCalls().Count(Function::kClosePipe), 1);
 }
@@ -157,12 +159,11 @@ TEST_F(Channel, ThatIsHeldIsNotClosedByTheShut) {
 TEST_F(Channel, ThatIsNotHeldIsClosedByTheShut) {
   ThePipes().Listen(kRequestPipe);
   ASSERT_TRUE(ConnectToServer(channel_));
-  ASSERT_TRUE(channel_.Hold());
-  channel_.Release();
+  ASSERT_TRUE(PipeChannel::Hold(channel_));
   channel_.Shut();
   EXPECT_EQ(TheCalls().Count(Function::kClosePipe), 1);
   channel_.Shut();
-  EXPECT_FALSE(channel_.Hold());
+  EXPECT_FALSE(PipeChannel::Hold(channel_));
   EXPECT_EQ(TheCalls().Count(Function::kClosePipe), 1);
 }
 

@@ -8,10 +8,36 @@
 #include <system_error>
 #include <thread>
 
+#include "tests/kit/messages.h"
 #include "tests/support/library_test.h"
-#include "tests/support/messages.h"
 
 namespace zor::scripted {
+
+static std::string NameOf(Function function) {
+  switch (function) {
+    case Function::kOpenPipe:
+      return "Open";
+    case Function::kDebugOutput:
+      return "Log";
+    case Function::kSetMessageReadMode:
+      return "SetMode";
+    case Function::kPeekPipe:
+      return "Check";
+    case Function::kPeekAvailable:
+      return "Peek";
+    case Function::kReadPipe:
+      return "Read";
+    case Function::kDisconnectPipe:
+      return "Disconnect";
+    case Function::kClosePipe:
+      return "Close";
+    default:
+      return "Sleep";
+  }
+}
+
+static void PrintTo(Function function, std::ostream* out) { *out << NameOf(function); }
+
 namespace {
 
 using platform::PipeHandle;
@@ -248,28 +274,7 @@ INSTANTIATE_TEST_SUITE_P(Steps, UnloadDuring,
                                            Function::kPeekAvailable, Function::kReadPipe,
                                            Function::kDisconnectPipe, Function::kClosePipe,
                                            Function::kSleep),
-                         [](const auto& suite) -> std::string {
-                           switch (suite.param) {
-                             case Function::kOpenPipe:
-                               return "Open";
-                             case Function::kDebugOutput:
-                               return "Log";
-                             case Function::kSetMessageReadMode:
-                               return "SetMode";
-                             case Function::kPeekPipe:
-                               return "Check";
-                             case Function::kPeekAvailable:
-                               return "Peek";
-                             case Function::kReadPipe:
-                               return "Read";
-                             case Function::kDisconnectPipe:
-                               return "Disconnect";
-                             case Function::kClosePipe:
-                               return "Close";
-                             default:
-                               return "Sleep";
-                           }
-                         });
+                         [](const auto& suite) { return NameOf(suite.param); });
 
 }  // namespace
 }  // namespace zor::scripted

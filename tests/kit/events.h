@@ -1,10 +1,11 @@
-/// A callback for the library that records what it is given.
+/// Events as a callback is given them, and a callback that records them.
 #pragma once
 
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <mutex>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -12,13 +13,24 @@
 
 namespace zor::testing {
 
-/// The record as it was during the callback, read in both of the ways that the types lay it out.
-struct SeenEvent {
+/// The members of an event that its type has; for types above 5 none.
+struct EventCopy {
   std::uint32_t type = 0;
   bool flag = false;
   std::uint32_t value = 0;
-  std::string text;                    ///< read for the types that have one
-  const char* text_pointer = nullptr;  ///< whatever is there
+  std::string text = {};
+
+  bool operator==(const EventCopy&) const = default;
+
+  [[nodiscard]] static EventCopy Of(const ZorEvent& event);
+};
+
+std::ostream& operator<<(std::ostream& stream, const EventCopy& event);
+
+/// An event as it was during the callback.
+struct SeenEvent : EventCopy {
+  ZorEvent record{};  ///< whatever is in it; its text is no longer there
+  const ZorEvent* address = nullptr;
   unsigned long thread = 0;
 };
 
@@ -36,7 +48,8 @@ class EventRecorder {
   /// Run at the end of every callback, on the listener's thread. Set it before registering.
   std::function<void(const SeenEvent&)> then;
 
-  /// Waits until at least `count` events have been recorded, and returns all there are.
+  /// Waits until `count` events have been recorded, for as long as they keep coming, and returns
+  /// all there are. Throws, saying what has arrived, when no more come.
   [[nodiscard]] std::vector<SeenEvent> WaitFor(std::size_t count);
   [[nodiscard]] std::vector<SeenEvent> Seen() const;
 

@@ -1,0 +1,44 @@
+#include "tests/integration/support/import_hook.h"
+
+#include <windows.h>
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+
+namespace zor::testing {
+namespace {
+
+template <typename T>
+T* At(HMODULE program, std::size_t offset) noexcept {
+  return reinterpret_cast<T*>(reinterpret_cast<char*>(program) + offset);
+}
+
+}  // namespace
+
+void** FindImport(std::string_view name) {
+  const HMODULE program = GetModuleHandleW(nullptr);
+  const auto* header = At<IMAGE_DOS_HEADER>(program, 0);
+  const auto* headers = At<IMAGE_NT_HEADERS>(program, static_cast<std::size_t>(header->e_lfanew));
+  const auto& imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+  const auto* from = At<IMAGE_IMPORT_DESCRIPTOR>(program, imports.VirtualAddress);
+  for (; from->Name != 0; ++from) {
+    const auto* thunk = At<IMAGE_THUNK_DATA>(program, from->OriginalFirstThunk);
+    auto** slot = At<void*>(program, from->FirstThunk);
+    for (; thunk->u1.AddressOfData != 0; ++thunk, ++slot) {
+      if (IMAGE_SNAP_BY_ORDINAL(thunk->u1.Ordinal)) continue;
+      const auto* import = At<IMAGE_IMPORT_BY_NAME>(program, thunk->u1.AddressOfData);
+      if (name == static_cast<const char*>(import->Name)) return slot;
+    }
+  }
+  throw std::runtime_error("this program does not import " + std::string(name));
+}
+
+void SetImport(void** slot, void* function) noexcept {
+  DWORD protection = 0;
+  VirtualProtect(slot, sizeof(*slot), PAGE_READWRITE, &protection);
+  *slot = function;
+  VirtualProtect(slot, sizeof(*slot), protection, &protection);
+}
+
+}  // namespace zor::testing
