@@ -44,7 +44,7 @@ def compiles(header, source, command):
     with tempfile.TemporaryDirectory() as folder:
         pathlib.Path(folder, "zor_interface.h").write_text(header)
         result = subprocess.run(
-            [*command, "-fsyntax-only", f"-I{folder}", f"-I{source.parent}", str(source)],
+            [*command, f"-I{folder}", f"-I{source.parent}", str(source)],
             stdout=subprocess.DEVNULL,
             stderr=subprocess.DEVNULL,
             check=False,

@@ -8,8 +8,8 @@
 
 #include "interface/zor.hpp"
 #include "messages/reply.h"
+#include "tests/kit/messages.h"
 #include "tests/support/library_test.h"
-#include "tests/support/messages.h"
 
 namespace zor::scripted {
 

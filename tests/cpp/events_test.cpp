@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/cpp/client_test.h"
+#include "tests/kit/patience.h"
 
 namespace zor::scripted {
 namespace {
@@ -14,7 +15,6 @@ namespace {
 using ::testing::ElementsAre;
 
 constexpr std::uint32_t kIdle = 100;
-constexpr std::chrono::seconds kPatience{30};
 
 class Events : public ListenerTest {
  protected:
@@ -113,7 +113,7 @@ TEST_F(Events, ReplacingWaitsForADeliveryThatIsUnderWay) {
   std::atomic<bool> finished = false;
   SetEventCallback([&](const Event&) {
     started.set_value();
-    replacing.get_future().wait_for(kPatience);
+    replacing.get_future().wait_for(testing::kPatience);
     // A replacement that does not wait returns now; one that does, not before this has.
     returned_early =
         was_replaced.wait_for(std::chrono::milliseconds(50)) == std::future_status::ready;
@@ -121,7 +121,7 @@ TEST_F(Events, ReplacingWaitsForADeliveryThatIsUnderWay) {
   });
   Send({});
   TheThreads().EndPause();
-  ASSERT_EQ(started.get_future().wait_for(kPatience), std::future_status::ready);
+  ASSERT_EQ(started.get_future().wait_for(testing::kPatience), std::future_status::ready);
   replacing.set_value();
   SetEventCallback({});
   EXPECT_TRUE(finished);

@@ -33,6 +33,8 @@ FILES = {
     "examples/session.cpp",
     "include/zor.hpp",
     "include/zor_interface.h",
+    "include/zor_loader.h",
+    "include/zor_result.h",
     "lib/ZorInterface.lib",
     "lib/cmake/ZorInterface/ZorInterfaceConfig.cmake",
     "lib/cmake/ZorInterface/ZorInterfaceConfigVersion.cmake",
@@ -73,10 +75,10 @@ class Contents(unittest.TestCase):
             "bin/ZorInterface.dll": BUILD / "bin/ZorInterface.dll",
             "bin/zorsim.exe": BUILD / "bin/zorsim.exe",
             "lib/libZorInterface.dll.a": BUILD / "lib/libZorInterface.dll.a",
-            "include/zor.hpp": SOURCE / "interface/zor.hpp",
-            "include/zor_interface.h": SOURCE / "interface/zor_interface.h",
+            **{name: SOURCE / "src/interface" / pathlib.Path(name).name
+               for name in FILES if name.startswith("include/")},
             "README.md": SOURCE / "docs/package.md",
-            "schema/zor_messages.fbs": SOURCE / "messages/zor_messages.fbs",
+            "schema/zor_messages.fbs": SOURCE / "src/messages/zor_messages.fbs",
         }
         for name, path in same.items():
             self.assertEqual(PACKAGE.data[name], path.read_bytes(), name)
@@ -85,9 +87,10 @@ class Contents(unittest.TestCase):
         self.assertIn(f"Version: {VERSION}\n", PACKAGE.text("lib/pkgconfig/ZorInterface.pc"))
         self.assertIn(f'set(PACKAGE_VERSION "{VERSION}")',
                       PACKAGE.text("lib/cmake/ZorInterface/ZorInterfaceConfigVersion.cmake"))
-        resource = "ProductVersion\0".encode("utf-16-le") + b"\0\0"
-        self.assertIn(VERSION.encode("utf-16-le"),
-                      PACKAGE.data["bin/ZorInterface.dll"].split(resource)[1][:32])
+        # The value follows its name, behind zeros that align it.
+        name = "ProductVersion\0".encode("utf-16-le")
+        value = PACKAGE.data["bin/ZorInterface.dll"].split(name)[1].lstrip(b"\0")
+        self.assertTrue(value.startswith((VERSION + "\0").encode("utf-16-le")), value[:32])
 
     def test_every_program_can_be_run_and_nothing_else(self):
         for name, entry in PACKAGE.entries.items():
@@ -103,7 +106,7 @@ class Contents(unittest.TestCase):
 
     def test_both_import_libraries_have_every_export(self):
         exports = re.findall(r"^    (\w+) @\d+$",
-                             (SOURCE / "interface/zor_interface.def").read_text(), re.MULTILINE)
+                             (SOURCE / "src/interface/zor_interface.def").read_text(), re.MULTILINE)
         self.assertEqual(len(exports), 14)
         for library in ("lib/ZorInterface.lib", "lib/libZorInterface.dll.a"):
             data = PACKAGE.data[library]

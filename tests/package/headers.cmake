@@ -13,8 +13,10 @@ set(clang_cxx_exceptions
 set(gcc_warnings -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wcast-align
                  -Wundef -Wdouble-promotion -Wformat=2 -Wwrite-strings -Werror)
 
-set(c_header "${PROJECT_SOURCE_DIR}/interface/zor_interface.h")
-set(cxx_header "${PROJECT_SOURCE_DIR}/interface/zor.hpp")
+set(c_header "${PROJECT_SOURCE_DIR}/src/interface/zor_interface.h")
+set(result_header "${PROJECT_SOURCE_DIR}/src/interface/zor_result.h")
+set(loader_header "${PROJECT_SOURCE_DIR}/src/interface/zor_loader.h")
+set(cxx_header "${PROJECT_SOURCE_DIR}/src/interface/zor.hpp")
 
 # zor_add_header_test(COMPILER HEADER LANGUAGE STANDARD TOOLS variable... COMMAND command...)
 function(zor_add_header_test compiler header language standard)
@@ -45,20 +47,41 @@ set(clang_cxx -Weverything -Werror ${clang_cxx_exceptions})
 # Its own headers suffice in this mode: there is no SDK here.
 set(msvc_mode --target=x86_64-pc-windows-msvc -ffreestanding)
 
-zor_add_gnu_header_tests(clang ${c_header} c c99 c11 TOOL ZOR_CLANG OPTIONS ${clang_c})
-zor_add_gnu_header_tests(clang ${c_header} cpp c++11 c++20 TOOL ZOR_CLANG OPTIONS ${clang_cxx})
-zor_add_gnu_header_tests(clang-msvc ${c_header} c c99 c11 TOOL ZOR_CLANG
-                         OPTIONS ${msvc_mode} ${clang_c})
-zor_add_gnu_header_tests(clang-msvc ${c_header} cpp c++11 c++20 TOOL ZOR_CLANG
-                         OPTIONS ${msvc_mode} ${clang_cxx})
+foreach(header ${c_header} ${result_header})
+  zor_add_gnu_header_tests(clang ${header} c c99 c11 TOOL ZOR_CLANG OPTIONS ${clang_c})
+  zor_add_gnu_header_tests(clang ${header} cpp c++11 c++20 TOOL ZOR_CLANG OPTIONS ${clang_cxx})
+  zor_add_gnu_header_tests(clang-msvc ${header} c c99 c11 TOOL ZOR_CLANG
+                           OPTIONS ${msvc_mode} ${clang_c})
+  zor_add_gnu_header_tests(clang-msvc ${header} cpp c++11 c++20 TOOL ZOR_CLANG
+                           OPTIONS ${msvc_mode} ${clang_cxx})
+endforeach()
 
 zor_add_gnu_header_tests(gcc ${cxx_header} cpp c++17 c++20 TOOL ZOR_HOST_CXX
                          OPTIONS ${gcc_warnings})
 zor_add_gnu_header_tests(clang ${cxx_header} cpp c++17 c++20 TOOL ZOR_CLANG OPTIONS ${clang_cxx})
 
+# What must not be thrown away is reported when it is.
+zor_add_tool_test(
+  package.header.zor.hpp.nodiscard
+  TOOLS ZOR_HOST_CXX
+  COMMAND ${ZOR_HOST_CXX} -fsyntax-only -std=c++17 -I "${PROJECT_SOURCE_DIR}/src"
+          "${CMAKE_CURRENT_SOURCE_DIR}/discarded.cpp")
+set_tests_properties(
+  package.header.zor.hpp.nodiscard
+  PROPERTIES PASS_REGULAR_EXPRESSION "ScopedEventCallback.*nodiscard")
+
 if(MINGW)
   zor_add_gnu_header_tests(mingw ${cxx_header} cpp c++17 c++20 TOOL CMAKE_CXX_COMPILER
                            OPTIONS ${gcc_warnings})
+  zor_add_tool_test(
+    package.header.zor.hpp.behind_windows_h
+    TOOLS CMAKE_CXX_COMPILER
+    COMMAND ${CMAKE_CXX_COMPILER} -fsyntax-only -std=c++17 ${gcc_warnings}
+            -I "${PROJECT_SOURCE_DIR}/src" "${CMAKE_CURRENT_SOURCE_DIR}/behind_windows_h.cpp")
+  zor_add_gnu_header_tests(mingw ${loader_header} c c99 c11 TOOL CMAKE_C_COMPILER
+                           OPTIONS ${gcc_warnings} -Wstrict-prototypes)
+  zor_add_gnu_header_tests(mingw ${loader_header} cpp c++11 c++20 TOOL CMAKE_CXX_COMPILER
+                           OPTIONS ${gcc_warnings} -Wold-style-cast)
 endif()
 
 # The same compiler under MSVC's command line: /Wall is -Weverything.
@@ -77,3 +100,11 @@ foreach(standard c++14 c++20)
     COMMAND ${ZOR_CLANG_CL} /c /Zs /Wall /WX /std:${standard} /clang:-ffreestanding
             ${clang_cxx_exceptions} --)
 endforeach()
+
+# A canary: a header that each of these must object to.
+set(wrong_source "${CMAKE_CURRENT_BINARY_DIR}/wrong_header.c")
+file(CONFIGURE OUTPUT "${wrong_source}" CONTENT "int f() { return 1.5; }\n")
+zor_add_tool_test(
+  canary.header
+  TOOLS ZOR_CLANG
+  COMMAND ${ZOR_CLANG} -fsyntax-only -std=c11 ${clang_c} "${wrong_source}")

@@ -14,10 +14,13 @@ import re
 import shutil
 import subprocess
 import sys
-import threading
 import zipfile
 
-PATIENCE = 60  # seconds, for a step that takes far less
+PROGRAMS = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "programs.py"
+sys.path.insert(0, str(PROGRAMS.parent))
+from programs import Program
+
+PATIENCE = 300  # seconds, for a step that takes far less
 
 
 def block(manual, name):
@@ -37,31 +40,25 @@ def unpack(package, folder):
 
 
 @contextlib.contextmanager
-def simulated_server(wine, program):
+def simulated_server(starter, program, output):
     """Runs it until the end of the block, once it has said that it is ready."""
-    with subprocess.Popen([wine, program], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                          stderr=subprocess.STDOUT, text=True) as server:
-        watchdog = threading.Timer(PATIENCE, server.kill)
-        watchdog.start()
-        try:
-            ready = server.stdout.readline()
-            watchdog.cancel()
-            if "ready" not in ready:
-                raise SystemExit(f"zorsim did not start: {ready!r}")
-            yield
-            subprocess.run([wine, program, "--stop"], stdin=subprocess.DEVNULL, check=True,
-                           timeout=PATIENCE)
-            server.wait(PATIENCE)
-        finally:
-            watchdog.cancel()
-            server.kill()
+    server = Program(program, starter=starter, output=output)
+    try:
+        server.wait_for_text("ready", PATIENCE)
+        yield
+        if Program(program, ["--stop"], starter=starter).wait(PATIENCE) != 0:
+            raise SystemExit("zorsim cannot be stopped")
+        server.wait(PATIENCE)
+    finally:
+        server.kill()
 
 
-def run(commands, folder, wine):
+def run(commands, folder, starter):
     """Runs the commands in the folder, with `wine` on the path; returns what they printed."""
     shims = folder / ".bin"
     shims.mkdir()
-    (shims / "wine").write_text(f'#!/bin/sh\nexec "{wine}" "$@"\n')
+    (shims / "wine").write_text(
+        f'#!/bin/sh\nexec "{sys.executable}" -B "{PROGRAMS}" --starter "{starter}" "$@"\n')
     (shims / "wine").chmod(0o755)
     environment = {**os.environ, "PATH": f"{shims}:{os.environ['PATH']}"}
     done = subprocess.run(["bash", "-euo", "pipefail", "-c", commands], cwd=folder, env=environment,
@@ -81,17 +78,17 @@ def main():
     what.add_argument("--commands")
     parser.add_argument("--package", type=pathlib.Path, required=True)
     parser.add_argument("--folder", type=pathlib.Path, required=True, help="where to unpack")
-    parser.add_argument("--wine", type=pathlib.Path, required=True)
+    parser.add_argument("--starter", type=pathlib.Path, required=True)
     arguments = parser.parse_args()
 
     commands = arguments.commands or block(arguments.manual.read_text(), arguments.block)
     folder = unpack(arguments.package, arguments.folder)
     programs = len(re.findall(r"^wine ", commands, re.MULTILINE))
     if programs == 0:
-        run(commands, folder, arguments.wine)
+        run(commands, folder, arguments.starter)
         return
-    with simulated_server(arguments.wine, folder / "bin" / "zorsim.exe"):
-        output = run(commands, folder, arguments.wine)
+    with simulated_server(arguments.starter, folder / "bin" / "zorsim.exe", folder / ".server"):
+        output = run(commands, folder, arguments.starter)
     if output.count("session: complete") != programs:
         raise SystemExit("not every program says that its session is complete")
 
