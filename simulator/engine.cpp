@@ -52,6 +52,13 @@ struct ApplyFault {
                           [&random] { return static_cast<std::uint8_t>(random() & 0xFFU); });
   }
   void operator()(const ReplyRaw& raw) const { reaction.reply = raw.bytes; }
+  void operator()(const ReplySplit& split) const {
+    if (reaction.reply->size() <= split.bytes) return;
+    const auto middle = reaction.reply->begin() + split.bytes;
+    reaction.rest.emplace(middle, reaction.reply->end());
+    reaction.rest_delay_ms = split.rest_after_ms;
+    reaction.reply->erase(middle, reaction.reply->end());
+  }
   void operator()(const ReplyWithoutOutputs& /*without*/) const { reaction.reply = BuildReply({}); }
   void operator()(const NoReply& /*none*/) const { reaction.reply.reset(); }
 };

@@ -16,14 +16,16 @@
 
 namespace zor::sim {
 
-/// What the server does about one request, in this order: the effects, the wait, the reply, the
-/// drop.
+/// What the server does about one request, in this order: the effects, the wait, the reply, another
+/// wait and the rest of the reply, the drop.
 struct Reaction {
   std::string function = {};
   bool faulted = false;
   std::vector<Effect> effects = {};
   std::uint32_t delay_ms = 0;
   std::optional<Bytes> reply = {};  ///< nothing: no reply is sent; empty: a message of no bytes
+  std::uint32_t rest_delay_ms = 0;
+  std::optional<Bytes> rest = {};  ///< of a reply that is sent in two messages
   bool drop = false;
 };
 

@@ -43,7 +43,7 @@ Result InstanceModel::Create(std::string_view algorithm, std::uint32_t& handle) 
   }
   for (const Blob& blob : scenario_.blobs) instance.blobs[blob.name] = blob.data;
 
-  handle = ++last_handle_;
+  handle = next_handle_++;
   Instance& added = instances_.emplace(handle, std::move(instance)).first->second;
   raised_.push_back(Value(NotificationType::kCreated, handle));
   Enter(handle, added, State::kCreated);

@@ -19,12 +19,13 @@ enum class State : std::uint8_t { kCreated = 1, kConfigured = 2, kStarted = 3, k
 
 [[nodiscard]] const char* StateName(State state);
 
-/// All instances of the server. Handles count up from 1 and are never used again. Not safe for use
-/// by several threads at once.
+/// All instances of the server. Handles count up from the scenario's first and are not used again.
+/// Not safe for use by several threads at once.
 class InstanceModel {
  public:
   /// `scenario` must outlive the model.
-  explicit InstanceModel(const Scenario& scenario) : scenario_(scenario) {}
+  explicit InstanceModel(const Scenario& scenario)
+      : scenario_(scenario), next_handle_(scenario.first_handle == 0 ? 1 : scenario.first_handle) {}
 
   [[nodiscard]] Result Create(std::string_view algorithm, std::uint32_t& handle);
   [[nodiscard]] Result Configure(std::uint32_t handle);
@@ -64,7 +65,7 @@ class InstanceModel {
 
   const Scenario& scenario_;
   std::map<std::uint32_t, Instance> instances_;
-  std::uint32_t last_handle_ = 0;
+  std::uint32_t next_handle_;
   std::uint32_t running_ = 0;
   std::vector<Notification> raised_;
 };

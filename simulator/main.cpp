@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iostream>
 #include <mutex>
+#include <random>
 #include <string>
 
 #include "simulator/default_scenario.h"
@@ -20,6 +21,7 @@ using zor::sim::Scenario;
 
 constexpr int kFailure = 1;
 constexpr int kInvalidScenario = 2;
+constexpr std::uint32_t kLargestFirstHandle = 1'000'000;
 constexpr std::chrono::seconds kStopPatience(30);
 
 constexpr const char* kExamples = R"(Examples:
@@ -36,6 +38,7 @@ struct Options {
   std::string scenario;
   std::string trace;
   std::string ready_event;
+  std::uint32_t first_handle = 0;
   bool check = false;
   bool print_default = false;
   bool stop = false;
@@ -138,6 +141,13 @@ int Serve(const Options& options, const Scenario& scenario) {
   return failed ? kFailure : 0;
 }
 
+/// Where the handles of this run begin. An application that uses a handle of an earlier run then
+/// fails, instead of driving another instance.
+std::uint32_t RandomFirstHandle() {
+  std::random_device device;
+  return std::uniform_int_distribution<std::uint32_t>(1, kLargestFirstHandle)(device);
+}
+
 int Run(const Options& options) {
   if (options.print_default) {
     std::cout << zor::sim::DefaultScenarioText() << std::flush;
@@ -152,6 +162,8 @@ int Run(const Options& options) {
     if (!result.scenario) return kInvalidScenario;
     scenario = std::move(*result.scenario);
   }
+  if (options.first_handle != 0) scenario.first_handle = options.first_handle;
+  if (scenario.first_handle == 0) scenario.first_handle = RandomFirstHandle();
   if (!options.check) return Serve(options, scenario);
   if (!options.quiet) {
     std::cout << (options.scenario.empty() ? "the default scenario" : options.scenario)
@@ -171,6 +183,10 @@ int Main(int argc, char** argv) {
       ->type_name("FILE");
   app.add_option("--ready-event", options.ready_event, "Set this named event when ready")
       ->type_name("NAME");
+  app.add_option("--first-handle", options.first_handle,
+                 "Begin the handles here, not somewhere else in each run")
+      ->type_name("NUMBER")
+      ->check(CLI::PositiveNumber);
   app.add_flag("--quiet", options.quiet, "Print errors only");
   auto* check = app.add_flag("--check", options.check, "Only say whether the scenario is valid");
   auto* print = app.add_flag("--print-default-scenario", options.print_default,

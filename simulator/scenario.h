@@ -90,6 +90,12 @@ struct ReplyGarbage {
 struct ReplyRaw {
   Bytes bytes = {};
 };
+/// The reply as two messages: its first bytes, and after a while the rest. A reply that is not
+/// longer is sent whole.
+struct ReplySplit {
+  std::uint32_t bytes = 0;
+  std::uint32_t rest_after_ms = 0;
+};
 /// Success without the call's outputs.
 struct ReplyWithoutOutputs {};
 /// No reply: the connection stays open, the client waits until something breaks it.
@@ -98,7 +104,7 @@ struct NoReply {};
 /// What is wrong with the answer; nothing, for a fault that only delays.
 using FaultAction =
     std::variant<std::monostate, Drop, ClosePipes, ReplyResult, ReplySize, ReplyTruncated,
-                 ReplyGarbage, ReplyRaw, ReplyWithoutOutputs, NoReply>;
+                 ReplyGarbage, ReplyRaw, ReplySplit, ReplyWithoutOutputs, NoReply>;
 
 struct Fault {
   CallMatch match = {};
@@ -141,7 +147,8 @@ struct Scenario {
   std::vector<Parameter> parameters = {};
   std::vector<Blob> blobs = {};
   Limits limits = {};
-  bool echo_set = true;  ///< whether the reply to a set carries the parameter
+  std::uint32_t first_handle = 0;  ///< 0: the program chooses another one in each run
+  bool echo_set = true;            ///< whether the reply to a set carries the parameter
   std::vector<Fault> faults = {};
   std::vector<ScriptedEvent> events = {};
 

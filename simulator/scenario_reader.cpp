@@ -189,10 +189,18 @@ void ReadGarbage(JsonObject& object, const JsonNode& node, FaultAction& action) 
   action = garbage;
 }
 
+void ReadSplit(JsonObject& object, const JsonNode& node, FaultAction& action) {
+  ReplySplit split;
+  node.Read(split.bytes, 1, kMaxMessageBytes);
+  object.Read("rest_after_ms", split.rest_after_ms, 0U, kMaxMilliseconds);
+  action = split;
+}
+
 void ReadFaultAction(JsonObject& object, Fault& fault) {
   static const std::vector<std::string_view> kActions = {
       "drop",          "close_pipes_ms", "result",      "reply_bytes",     "truncate_to",
-      "garbage_bytes", "raw_reply",      "empty_reply", "without_outputs", "no_reply"};
+      "garbage_bytes", "raw_reply",      "empty_reply", "without_outputs", "no_reply",
+      "split_at"};
   const std::string_view key = object.OneOf(kActions);
   for (const JsonNode& node : object.Find(key)) {
     std::uint32_t number = 0;
@@ -212,6 +220,8 @@ void ReadFaultAction(JsonObject& object, Fault& fault) {
       fault.action = ReplyTruncated{number};
     } else if (key == "garbage_bytes") {
       ReadGarbage(object, node, fault.action);
+    } else if (key == "split_at") {
+      ReadSplit(object, node, fault.action);
     } else if (key == "raw_reply") {
       ReplyRaw raw;
       node.ReadHex(raw.bytes);
@@ -225,6 +235,9 @@ void ReadFaultAction(JsonObject& object, Fault& fault) {
   }
   for (const JsonNode& seed : object.Find("seed")) {
     if (key != "garbage_bytes") seed.Complain(R"(goes with "garbage_bytes" only)");
+  }
+  for (const JsonNode& rest : object.Find("rest_after_ms")) {
+    if (key != "split_at") rest.Complain(R"(goes with "split_at" only)");
   }
   const bool delays = object.Read("delay_ms", fault.delay_ms, 0U, kMaxMilliseconds);
   if (object.ok() && key.empty() && !delays && object.Find("delay_ms").empty()) {
@@ -372,6 +385,9 @@ void ReadRoot(const JsonNode& node, Scenario& scenario) {
   };
   for (const auto& [key, read] : sections) {
     for (const JsonNode& section : root.Find(key)) read(section, scenario);
+  }
+  for (const JsonNode& first : root.Find("first_handle")) {
+    first.Read(scenario.first_handle, 0, kAnyNumber);
   }
   root.Read("echo_set", scenario.echo_set);
   CheckTogether(root, scenario);

@@ -232,6 +232,11 @@ class Server::Impl {
               reaction.reply->size());
         if (WriteMessage(pipe, stop, *reaction.reply) != IoStatus::kDone) return false;
       }
+      if (reaction.rest) {
+        if (WaitForSingleObject(stop, reaction.rest_delay_ms) == WAIT_OBJECT_0) return false;
+        Trace(client, PipeKind::kRequest, TraceKind::kSent, *reaction.rest, reaction.rest->size());
+        if (WriteMessage(pipe, stop, *reaction.rest) != IoStatus::kDone) return false;
+      }
       if (reaction.drop) return reaction.reply.has_value();
     }
   }

@@ -161,6 +161,17 @@ TEST(Arguments, AScriptHasTheCallsOnly) {
   }
 }
 
+TEST(Arguments, HelpCanBeAskedForInOtherWays) {
+  EXPECT_EQ(HelpOf({"/?"}), HelpOf({"--help"}));
+  EXPECT_EQ(HelpOf({"help"}), HelpOf({"--help"}));
+  EXPECT_EQ(HelpOf({"set", "/?"}), HelpOf({"set", "--help"}));
+  EXPECT_EQ(HelpOf({"help", "blob", "get"}), HelpOf({"blob", "get", "--help"}));
+  const Words program{"log", "--", "find.exe", "/?"};
+  const auto parsed = ParseArguments(program, Scope::kShell);
+  const auto& log = std::get<LogCommand>(std::get<Request>(parsed).command);
+  EXPECT_EQ(log.program, (Words{"find.exe", "/?"}));
+}
+
 TEST(Arguments, EveryCommandHasHelpWithAnExample) {
   for (const Words& words : {Words{"info"},
                              {"list"},

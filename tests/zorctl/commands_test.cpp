@@ -39,7 +39,7 @@ class Folder {
     std::filesystem::remove_all(path_, ignored);
   }
 
-  [[nodiscard]] std::wstring Write(const wchar_t* name, const std::string& text) const {
+  std::wstring Write(const wchar_t* name, const std::string& text) const {
     std::ofstream(path_ / name, std::ios::binary) << text;
     return (path_ / name).wstring();
   }
@@ -80,7 +80,7 @@ class ZorctlTest : public ::testing::Test {
   }
 
   /// Standard output of a command that succeeds and says nothing else.
-  static std::string Output(const Words& words) {
+  static std::string OutputOf(const Words& words) {
     const Finished finished = Zorctl(words);
     EXPECT_EQ(finished.status, 0) << finished.err;
     EXPECT_EQ(finished.err, "");
@@ -114,18 +114,18 @@ sim::Scenario WithFault(const char* call, sim::FaultAction action) {
 
 TEST_F(ZorctlTest, ASessionOfSingleCommands) {
   Serve();
-  EXPECT_THAT(Output({L"info"}), HasSubstr("info0      1  0x00000001\n"));
-  EXPECT_THAT(Output({L"list"}), StartsWith("ID  NAME\n 0  general\n 1  private\n"));
-  EXPECT_EQ(Output({L"create", L"general"}), "1\n");
-  EXPECT_EQ(Output({L"config", L"1", L"rate", L"48000"}), "");
-  EXPECT_EQ(Output({L"start", L"1"}), "");
-  EXPECT_EQ(Output({L"set", L"1", L"offset", L"-0.5"}), "");
-  EXPECT_EQ(Output({L"get", L"1", L"offset"}), "-0.5\n");
-  EXPECT_EQ(Output({L"status", L"1"}), "3\n");
-  EXPECT_THAT(Output({L"blob", L"get", L"1", L"preset"}),
+  EXPECT_THAT(OutputOf({L"info"}), HasSubstr("info0      1  0x00000001\n"));
+  EXPECT_THAT(OutputOf({L"list"}), StartsWith("ID  NAME\n 0  general\n 1  private\n"));
+  EXPECT_EQ(OutputOf({L"create", L"general"}), "1\n");
+  EXPECT_EQ(OutputOf({L"config", L"1", L"rate", L"48000"}), "");
+  EXPECT_EQ(OutputOf({L"start", L"1"}), "");
+  EXPECT_EQ(OutputOf({L"set", L"1", L"offset", L"-0.5"}), "");
+  EXPECT_EQ(OutputOf({L"get", L"1", L"offset"}), "-0.5\n");
+  EXPECT_EQ(OutputOf({L"status", L"1"}), "3\n");
+  EXPECT_THAT(OutputOf({L"blob", L"get", L"1", L"preset"}),
               StartsWith("00000000  01 02 03 04 05 06 07 08"));
-  EXPECT_EQ(Output({L"stop", L"1"}), "");
-  EXPECT_EQ(Output({L"destroy", L"1"}), "");
+  EXPECT_EQ(OutputOf({L"stop", L"1"}), "");
+  EXPECT_EQ(OutputOf({L"destroy", L"1"}), "");
 }
 
 TEST_F(ZorctlTest, EveryCallHasADocument) {
@@ -152,8 +152,8 @@ TEST_F(ZorctlTest, ArgumentsAndNamesAreUtf8) {
   sim::Scenario scenario = sim::DefaultScenario();
   scenario.lists[2] = {"sch\xC3\xB6n \xE2\x98\x83 \xF0\x9F\x8E\xB5"};
   Serve(std::move(scenario));
-  EXPECT_EQ(Output({L"create", L"sch\u00f6n \u2603 \U0001F3B5"}), "1\n");
-  EXPECT_THAT(Output({L"list"}), HasSubstr("0  sch\xC3\xB6n \xE2\x98\x83 \xF0\x9F\x8E\xB5\n"));
+  EXPECT_EQ(OutputOf({L"create", L"sch\u00f6n \u2603 \U0001F3B5"}), "1\n");
+  EXPECT_THAT(OutputOf({L"list"}), HasSubstr("0  sch\xC3\xB6n \xE2\x98\x83 \xF0\x9F\x8E\xB5\n"));
   EXPECT_EQ(Document({L"list"})["names"][0], "sch\xC3\xB6n \xE2\x98\x83 \xF0\x9F\x8E\xB5");
   ExpectFailure({L"\u00fc\u2603"}, 2, "'\xC3\xBC\xE2\x98\x83' is not a command");
 }
@@ -163,8 +163,8 @@ TEST_F(ZorctlTest, BlocksKeepEveryByte) {
   std::string bytes;
   for (int byte = 0; byte < 256; ++byte) bytes += static_cast<char>(byte);
   bytes += "\r\n\n\x1A";
-  EXPECT_EQ(Output({L"create", L"general"}), "1\n");
-  EXPECT_EQ(Output({L"blob", L"set", L"1", L"file", folder_.Write(L"in.bin", bytes)}), "");
+  EXPECT_EQ(OutputOf({L"create", L"general"}), "1\n");
+  EXPECT_EQ(OutputOf({L"blob", L"set", L"1", L"file", folder_.Write(L"in.bin", bytes)}), "");
   EXPECT_EQ(Zorctl({L"blob", L"set", L"1", L"input", L"-"}, bytes).status, 0);
 
   const std::wstring file = folder_.NameOf(L"\u2603.bin");
@@ -184,16 +184,16 @@ TEST_F(ZorctlTest, BlocksKeepEveryByte) {
 
 TEST_F(ZorctlTest, AnEmptyBlockIsNothing) {
   Serve();
-  EXPECT_EQ(Output({L"create", L"general"}), "1\n");
-  EXPECT_EQ(Output({L"blob", L"get", L"1", L"empty"}), "");
+  EXPECT_EQ(OutputOf({L"create", L"general"}), "1\n");
+  EXPECT_EQ(OutputOf({L"blob", L"get", L"1", L"empty"}), "");
 }
 
 TEST_F(ZorctlTest, AlgorithmIdsAreTranslatedByTheListThatIsFetchedFirst) {
   Serve();
-  EXPECT_EQ(Output({L"create", L"general"}), "1\n");
-  EXPECT_EQ(Output({L"set", L"1", L"supproted_algo_name", L"2"}), "");
-  EXPECT_EQ(Output({L"get", L"1", L"supproted_algo_name"}), "2\n");
-  ExpectFailure({L"set", L"1", L"supproted_algo_name", L"2", L"--no-list"}, 13, "answered 3");
+  EXPECT_EQ(OutputOf({L"create", L"general"}), "1\n");
+  EXPECT_EQ(OutputOf({L"set", L"1", L"supproted_algo_name", L"2"}), "");
+  EXPECT_EQ(OutputOf({L"get", L"1", L"supproted_algo_name"}), "2\n");
+  ExpectFailure({L"set", L"1", L"supproted_algo_name", L"2", L"--no-list"}, 13, "returned 3");
   ExpectFailure({L"set", L"1", L"supproted_algo_name", L"77"}, 13, "zorctl list");
 }
 
@@ -209,14 +209,13 @@ TEST_F(ZorctlTest, WithoutAServerEveryCallSaysWhatToDo) {
 
 TEST_F(ZorctlTest, AnInvalidReplyIsAFailureOfTheTransport) {
   Serve(WithFault("ZorIntfGetInfo", sim::ReplyGarbage{.bytes = 64, .seed = 1}));
-  ExpectFailure({L"info"}, 11, "ZorIntfGetInfo answered 1");
+  ExpectFailure({L"info"}, 11, "ZorIntfGetInfo returned 1");
 }
 
 TEST_F(ZorctlTest, TheServersOwnResultIsPassedOn) {
   Serve(WithFault("ZorIntfGetInfo", sim::ReplyResult{.result = 4000000000}));
-  ExpectFailure({L"info"}, 20, "answered 4000000000: the server's own result.");
-  ExpectFailure({L"start", L"9"}, 20, "from zorsim: there is no instance with this handle");
-  ExpectFailure({L"list", L"--selector", L"99"}, 20, "no list with this selector");
+  ExpectFailure({L"info"}, 20, "returned 4000000000: the server's own result.");
+  ExpectFailure({L"start", L"9"}, 20, "returned 18: the server's own result.");
 }
 
 TEST_F(ZorctlTest, MistakesOfUsageSendNothing) {
@@ -236,11 +235,49 @@ TEST_F(ZorctlTest, WithoutTheLibraryItSaysSo) {
   std::filesystem::copy_file(std::filesystem::path(BinaryFolder()) / L"zorctl.exe", copy);
   const Finished info = Program(copy, {L"info"}).Finish();
   EXPECT_EQ(info.status, 1);
-  EXPECT_THAT(info.err, HasSubstr("ZorInterface.dll cannot be loaded (error 126)"));
+  EXPECT_THAT(info.err, HasSubstr("ZorInterface.dll: there is no such file (error 2)"));
   EXPECT_EQ(Program(copy, {L"--version"}).Finish().status, 0);
   const Finished doctor = Program(copy, {L"doctor"}).Finish();
   EXPECT_EQ(doctor.status, 3);
   EXPECT_THAT(doctor.out, HasSubstr("Put ZorInterface.dll beside zorctl.exe"));
+}
+
+TEST_F(ZorctlTest, WithAnotherLibraryItSaysWhatIsWrong) {
+  const std::wstring copy = folder_.NameOf(L"zorctl.exe");
+  std::filesystem::copy_file(std::filesystem::path(BinaryFolder()) / L"zorctl.exe", copy);
+  const auto info = [&] { return Program(copy, {L"info"}).Finish(); };
+
+  folder_.Write(L"ZorInterface.dll", "no library");
+  EXPECT_EQ(info().status, 1);
+  EXPECT_THAT(info().err, HasSubstr("the file is not a library, or is damaged"));
+  const Finished doctor = Program(copy, {L"doctor"}).Finish();
+  EXPECT_EQ(doctor.status, 3);
+  EXPECT_THAT(doctor.out, HasSubstr("Replace the file by the ZorInterface.dll of zorctl's own"));
+}
+
+TEST_F(ZorctlTest, OutputThatCannotBeWrittenIsAFailure) {
+  Serve();
+  for (const Output output : {Output::kClosed, Output::kNone}) {
+    for (const Words& words : {Words{L"info"}, {L"--help"}}) {
+      const Finished finished = Program(L"zorctl.exe", words, {}, output).Finish();
+      EXPECT_EQ(finished.status, 1);
+      EXPECT_EQ(finished.err, "zorctl: standard output cannot be written to\n");
+    }
+  }
+}
+
+TEST_F(ZorctlTest, ServersTextsReachATerminalInert) {
+  sim::Scenario scenario = sim::DefaultScenario();
+  scenario.lists[0] = {
+      "\x1B[2Jplay\xC2\x9B"
+      "back",
+      "\x7F"};
+  Serve(std::move(scenario));
+  EXPECT_EQ(OutputOf({L"list", L"--selector", L"0"}),
+            "ID  NAME\n 0  \\x1B[2Jplay\\u009Bback\n 1  \\x7F\n");
+  const std::string document = Zorctl({L"list", L"--selector", L"0", L"--json"}).out;
+  EXPECT_THAT(document, HasSubstr(R"("\u001b[2Jplay\u009bback")"));
+  EXPECT_EQ(json::parse(document)["names"][1], "\x7F");
 }
 
 // --- Watch
@@ -302,7 +339,7 @@ TEST_F(ZorctlTest, LogShowsWhatAProgramsLibrarySaysAndEndsWithItsStatus) {
   const Finished logged = Zorctl({L"log", L"--", zorctl, L"info"});
   EXPECT_EQ(logged.status, 12);
   EXPECT_THAT(logged.out, HasSubstr("[zor] Error occurred while connecting to the server: 2\n"));
-  EXPECT_THAT(logged.err, HasSubstr("zorctl: info: ZorIntfGetInfo answered 2"));
+  EXPECT_THAT(logged.err, HasSubstr("zorctl: info: ZorIntfGetInfo returned 2"));
 
   const auto lines = Lines(Zorctl({L"log", L"--json", L"--", zorctl, L"info"}).out);
   ASSERT_FALSE(lines.empty());
@@ -349,7 +386,7 @@ constexpr auto kSession =
 
 TEST_F(ZorctlTest, ABatchIsOneSession) {
   Serve();
-  EXPECT_EQ(Output({L"batch", folder_.Write(L"session.txt", kSession)}), "1\n0.25\n");
+  EXPECT_EQ(OutputOf({L"batch", folder_.Write(L"session.txt", kSession)}), "1\n0.25\n");
   // One client, and one of the notifications.
   EXPECT_LE(server_->Counts().clients, 2U);
   EXPECT_EQ(server_->Counts().requests, 7U);
@@ -363,6 +400,15 @@ TEST_F(ZorctlTest, ABatchComesFromStandardInputAndRepeats) {
   // Not on a terminal: no progress bar.
   EXPECT_EQ(batch.err, "");
   EXPECT_EQ(server_->Counts().requests, 140U);
+}
+
+TEST_F(ZorctlTest, ABatchReadsUtf16) {
+  Serve();
+  std::string script = "\xFF\xFE";
+  for (const char c : std::string(kSession)) script += {c, '\0'};
+  EXPECT_EQ(OutputOf({L"batch", folder_.Write(L"wide.txt", script)}), "1\n0.25\n");
+  ExpectFailure({L"batch", folder_.Write(L"cut.txt", script + 'x')}, 2,
+                "cut.txt: the file is UTF-16, but ends in half a character");
 }
 
 TEST_F(ZorctlTest, ABatchGivesADocumentALine) {
@@ -382,7 +428,7 @@ TEST_F(ZorctlTest, AFailureEndsABatchAndNamesItsLine) {
   const std::wstring script = folder_.Write(L"bad.txt", "info\n\nstart 9\nstatus 9\n");
   const Finished batch = Zorctl({L"batch", script});
   EXPECT_EQ(batch.status, 20);
-  EXPECT_THAT(batch.err, HasSubstr("bad.txt:3: start: ZorIntfStart answered 18"));
+  EXPECT_THAT(batch.err, HasSubstr("bad.txt:3: start: ZorIntfStart returned 18"));
   EXPECT_THAT(batch.err, Not(HasSubstr("status")));
   EXPECT_EQ(server_->Counts().requests, 2U);
 
@@ -411,10 +457,10 @@ TEST_F(ZorctlTest, ABatchWithAMistakeDoesNothing) {
 
 TEST_F(ZorctlTest, ABatchFetchesTheListOnceForItsTranslations) {
   Serve();
-  EXPECT_EQ(Output({L"batch", folder_.Write(L"s",
-                                            "create general\n"
-                                            "set $handle supproted_algo_name 1\n"
-                                            "get $handle supproted_algo_name\n")}),
+  EXPECT_EQ(OutputOf({L"batch", folder_.Write(L"s",
+                                              "create general\n"
+                                              "set $handle supproted_algo_name 1\n"
+                                              "get $handle supproted_algo_name\n")}),
             "1\n1\n");
   EXPECT_EQ(server_->Counts().requests, 4U);
 }
@@ -441,7 +487,7 @@ TEST_F(ZorctlTest, TheDemoEndsAtTheStepThatFails) {
   Serve(WithFault("ZorIntfStart", sim::ReplyResult{.result = 19}));
   const Finished refused = Zorctl({L"demo"});
   EXPECT_EQ(refused.status, 20);
-  EXPECT_THAT(refused.err, HasSubstr("start: ZorIntfStart answered 19"));
+  EXPECT_THAT(refused.err, HasSubstr("start: ZorIntfStart returned 19"));
 }
 
 TEST_F(ZorctlTest, DoctorFindsThatThisSystemHasNoDriver) {

@@ -13,7 +13,7 @@
 #include "tests/integration/discovery/wmi_stand_in.h"
 #include "tests/integration/support/pipe_server.h"
 #include "tools/zorctl/doctor/diagnosis.h"
-#include "tools/zorctl/doctor/examination.h"
+#include "tools/zorctl/doctor/doctor.h"
 
 namespace zor::testing {
 namespace {
@@ -125,7 +125,7 @@ TEST_F(DoctorTest, AllInstancesAreBusy) {
                                       "CreateFile");
   Examine();
   ExpectFault("request_pipe", "exists, but all its instances are busy", "Close other applications");
-  ExpectFault("server", "ZorIntfGetInfo answered 2", "Start the audio server");
+  ExpectFault("server", "ZorIntfGetInfo returned 2", "Start the audio server");
 }
 
 TEST_F(DoctorTest, AskingForAPipeDoesNotTakeIt) {
@@ -142,7 +142,7 @@ TEST_F(DoctorTest, AServerThatAnswersNonsense) {
                              .action = sim::ReplyGarbage{.bytes = 64, .seed = 1}});
   Serve(std::move(scenario));
   Examine();
-  ExpectFault("server", "ZorIntfGetInfo answered 1", "zorctl log");
+  ExpectFault("server", "ZorIntfGetInfo returned 1", "zorctl log");
 }
 
 // --- The driver query
@@ -194,7 +194,7 @@ TEST_F(DoctorTest, TheSystemRootIsWrong) {
               "\"systemroot\" names the Windows folder");
   ExpectFault("package", "the search ended", "driver store");
   // The library's own search ends in the same way.
-  ExpectFault("merged_list", "ZorIntfEnum answered 1", "zorctl doctor");
+  ExpectFault("merged_list", "ZorIntfEnum returned 1", "zorctl doctor");
 
   SetEnvironmentVariableW(L"systemroot", nullptr);
   Examine();
@@ -253,7 +253,7 @@ TEST_F(DoctorTest, LibrariesThatDoNotCount) {
               "A library that it needs is missing");
   ExpectFault("algorithm_library", "K250902.dll does not export zor_get_dll_information",
               "Install");
-  ExpectFault("algorithm_library", "K250906.dll was asked for its information and answered 1",
+  ExpectFault("algorithm_library", "K250906.dll was asked for its information and returned 1",
               "documentation of the algorithm library");
   ExpectFault("algorithm_library", "K250B06.dll cannot be loaded (error 193)", "no 64-bit library");
   ExpectFault("algorithm_library", "K030806.dll cannot be loaded (error 5)", "It is a folder");
@@ -284,7 +284,7 @@ TEST_F(DoctorTest, TheServerHasNoListOfAlgorithms) {
   scenario.lists.erase(2);
   Serve(std::move(scenario));
   Examine();
-  ExpectFault("server_list", "ZorIntfEnum answered 24", "See the server's documentation");
+  ExpectFault("server_list", "ZorIntfEnum returned 24", "See the server's documentation");
   ExpectFaults({"server_list"});
 }
 

@@ -34,7 +34,7 @@ class DoctorTest : public scripted::MachineTest {
   void Serve(const std::vector<std::string>& names) {
     facts_.server.emplace();
     facts_.server->names = names;
-    for (const auto& name : names) facts_.server->merged.names.emplace_back(name);
+    for (const auto& name : names) facts_.server->merged.emplace_back(name);
   }
 
   std::wstring InstallPackage() {
@@ -96,9 +96,11 @@ TEST_F(DoctorTest, ASoundMachineHasEveryStepInOrderAndNoFault) {
 // --- Library, pipes, server
 
 TEST_F(DoctorTest, SaysThatTheLibraryIsMissing) {
-  facts_.library = {.path = {}, .version = {}, .error = "it cannot be loaded"};
+  facts_.library = {.path = {}, .version = {}, .error = "there is no such file", .missing = true};
   facts_.server.reset();
-  ExpectFault("library", "it cannot be loaded", "beside zorctl.exe");
+  ExpectFault("library", "there is no such file", "beside zorctl.exe");
+  facts_.library.missing = false;
+  ExpectFault("library", "there is no such file", "of zorctl's own release");
   EXPECT_EQ(OneOf("server").verdict, Verdict::kSkipped);
 }
 
@@ -122,9 +124,9 @@ TEST_F(DoctorTest, SaysThatAPipeIsBusyOrRefused) {
 
 TEST_F(DoctorTest, ExplainsTheServersResults) {
   facts_.server->information_result = 1;
-  ExpectFault("server", "ZorIntfGetInfo answered 1", "Run `zorctl log`");
+  ExpectFault("server", "ZorIntfGetInfo returned 1", "Run `zorctl log`");
   facts_.server->list_result = 24;
-  ExpectFault("server_list", "ZorIntfEnum answered 24", "See the server's documentation");
+  ExpectFault("server_list", "ZorIntfEnum returned 24", "See the server's documentation");
   EXPECT_EQ(OneOf("merged_list").verdict, Verdict::kSkipped);
 }
 
@@ -182,6 +184,18 @@ TEST_F(DoctorTest, SaysThatTheDriversVersionIsNone) {
   ExpectFault("driver_query", "states the version '1..3.4'", "again");
 }
 
+TEST_F(DoctorTest, ShowsTheTextOfAVersionThatIsNotFourNumbers) {
+  AddPackageOfVersion(L"zorapo.inf_1", "1.0.12.0");
+  for (const std::wstring version : {L"abc", L"1.0.12", L""}) {
+    TheDrivers().rows.clear();
+    InstallDriver(version);
+    const std::string shown = "'" + std::string(version.begin(), version.end()) + "'";
+    ExpectFault("driver_query", "states the version " + shown, "again");
+    EXPECT_THAT(OneOf("driver_query").wrong, HasSubstr("not four numbers"));
+    EXPECT_THAT(OneOf("package").wrong, HasSubstr(shown));
+  }
+}
+
 // --- The driver store and its packages
 
 TEST_F(DoctorTest, SaysThatTheSystemRootIsNotSet) {
@@ -230,8 +244,26 @@ TEST_F(DoctorTest, SaysThatAnInfIsMissingOrUtf16OrWithoutAVersion) {
 TEST_F(DoctorTest, SaysThatAVersionEndsTheSearch) {
   InstallDriver(L"1.0.0.5");
   AddPackageOfVersion(L"zorapo.inf_1", "1.0.0.99999999999");
-  ExpectFault("candidate", "its version cannot be read", "again");
+  ExpectFault("candidate", "its version cannot be read: one of its numbers is too large", "again");
   ExpectFault("package", "the search ended", "driver store");
+}
+
+TEST_F(DoctorTest, ReadsNoPackageBehindTheDrivers) {
+  InstallPackage();
+  AddPackageOfVersion(L"zorapo.inf_amd64_2", "1.0.0.6");
+  const auto candidates = Of("candidate");
+  ASSERT_EQ(candidates.size(), 2U);
+  EXPECT_EQ(candidates[0].found, "zorapo.inf_amd64_1: version 1.0.0.5");
+  EXPECT_EQ(candidates[1].verdict, Verdict::kSkipped);
+  EXPECT_EQ(candidates[1].found, "zorapo.inf_amd64_2: the search ended before it");
+}
+
+TEST_F(DoctorTest, ReadsAllPackagesWithoutADriver) {
+  AddPackageOfVersion(L"zorapo.inf_1", "1.0.0.5");
+  AddPackageOfVersion(L"zorapo.inf_2", "1.0.0.6");
+  for (const Finding& candidate : Of("candidate")) EXPECT_EQ(candidate.verdict, Verdict::kOk);
+  InstallDriver(L"1..3.4");
+  EXPECT_EQ(Of("candidate").size(), 2U);
 }
 
 TEST_F(DoctorTest, SaysThatNoPackageHasTheDriversVersion) {
@@ -240,7 +272,7 @@ TEST_F(DoctorTest, SaysThatNoPackageHasTheDriversVersion) {
   AddLibrary(AddPackageOfVersion(L"zorapo.inf_2", "1.0.0.7"), L"K270502.dll");
   ExpectFault("package", "zorapo.inf_2, the best of those with a version",
               "Install the driver package of that version");
-  EXPECT_THAT(OneOf("package").wrong, HasSubstr("1.0.0.9"));
+  EXPECT_THAT(OneOf("package").wrong, HasSubstr("'1.0.0.9'"));
   // The library uses it nevertheless.
   EXPECT_EQ(OneOf("algorithm_library").verdict, Verdict::kOk);
 }
@@ -260,7 +292,7 @@ TEST_F(DoctorTest, SaysWhyALibraryDoesNotCount) {
   ASSERT_EQ(libraries.size(), 4U);
   EXPECT_EQ(libraries[0].found, "K270502.dll cannot be loaded (error 126)");
   EXPECT_THAT(libraries[0].advice, HasSubstr("A library that it needs is missing"));
-  EXPECT_THAT(libraries[1].found, HasSubstr("answered 1"));
+  EXPECT_THAT(libraries[1].found, HasSubstr("returned 1"));
   EXPECT_THAT(libraries[2].found, HasSubstr("does not export zor_get_dll_information"));
   for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(libraries[i].verdict, Verdict::kFault);
   EXPECT_EQ(libraries[3].verdict, Verdict::kWarning);
@@ -306,7 +338,7 @@ TEST_F(DoctorTest, SeesThroughListsThatAreEquallyLong) {
 TEST_F(DoctorTest, AFailedMergeIsExplained) {
   InstallPackage();
   facts_.server->merged_result = 1;
-  ExpectFault("merged_list", "ZorIntfEnum answered 1", "zorctl doctor");
+  ExpectFault("merged_list", "ZorIntfEnum returned 1", "zorctl doctor");
 }
 
 // --- The report

@@ -53,6 +53,38 @@ TEST(SplitWords, AnOpenQuotationIsAMistake) {
   EXPECT_EQ(ErrorOf([] { (void)SplitWords("create 'x"); }), "the quotation mark ' is not closed");
 }
 
+TEST(ToScriptText, ReadsUtf16OfEitherOrder) {
+  const std::vector<std::uint8_t> little{0xFF, 0xFE, 'a',  0,    0xFC, 0,
+                                         0x03, 0x26, 0x3C, 0xD8, 0xB5, 0xDF};
+  const std::vector<std::uint8_t> big{0xFE, 0xFF, 0,    'a',  0,    0xFC,
+                                      0x26, 0x03, 0xD8, 0x3C, 0xDF, 0xB5};
+  const std::string text = "a\xC3\xBC\xE2\x98\x83\xF0\x9F\x8E\xB5";
+  EXPECT_EQ(ToScriptText(little), text);
+  EXPECT_EQ(ToScriptText(big), text);
+}
+
+TEST(ToScriptText, ReplacesHalfASurrogatePair) {
+  const std::string replacement = "\xEF\xBF\xBD";
+  EXPECT_EQ(ToScriptText(std::vector<std::uint8_t>{0xFF, 0xFE, 0x3C, 0xD8}), replacement);
+  EXPECT_EQ(ToScriptText(std::vector<std::uint8_t>{0xFF, 0xFE, 0xB5, 0xDF, 'a', 0}),
+            replacement + "a");
+  EXPECT_EQ(ToScriptText(std::vector<std::uint8_t>{0xFF, 0xFE, 0x3C, 0xD8, 'a', 0}),
+            replacement + "a");
+}
+
+TEST(ToScriptText, RefusesHalfACharacter) {
+  EXPECT_EQ(ErrorOf([] {
+              (void)ToScriptText(std::vector<std::uint8_t>{0xFF, 0xFE, 'a'});
+            }),
+            "the file is UTF-16, but ends in half a character");
+}
+
+TEST(ToScriptText, LeavesOtherFilesAsTheyAre) {
+  EXPECT_EQ(ToScriptText(std::vector<std::uint8_t>{'a', 0xFF}), "a\xFF");
+  EXPECT_EQ(ToScriptText(std::vector<std::uint8_t>{0xFF}), "\xFF");
+  EXPECT_EQ(ToScriptText({}), "");
+}
+
 TEST(ReadScript, NumbersTheLinesThatHoldACommand) {
   std::istringstream script("\xEF\xBB\xBF# a session\r\n\r\ninfo\r\n  list\n\nstart 1");
   const auto lines = ReadScript(script);
@@ -108,6 +140,27 @@ TEST(Numbers, SecondsAreMilliseconds) {
   for (const char* text : {"", "0", "-1", "0.0001", "nan", "inf", "4294968", "1s"}) {
     EXPECT_EQ(ParseSeconds(text), std::nullopt) << text;
   }
+}
+
+TEST(ProgressLine, ShowsMuchWorkToATerminal) {
+  std::string shown;
+  const auto write = [&](std::string_view text) { shown += text; };
+  {
+    ProgressLine line(50, write);
+    line.Hide();
+    EXPECT_EQ(shown, "");
+    line.Show(25);
+    EXPECT_EQ(shown, '\r' + ProgressBar(25, 50, 40));
+    shown.clear();
+  }
+  EXPECT_EQ(shown, '\r' + std::string(79, ' ') + '\r');
+}
+
+TEST(ProgressLine, ShowsNothingOfLittleWorkOrToNobody) {
+  std::string shown;
+  ProgressLine(49, [&](std::string_view text) { shown += text; }).Show(1);
+  ProgressLine(50, nullptr).Show(1);
+  EXPECT_EQ(shown, "");
 }
 
 TEST(ProgressBar, FillsFromTheLeft) {

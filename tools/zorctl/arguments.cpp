@@ -237,9 +237,21 @@ ParsedArguments Grammar::Parse(std::vector<std::string> words) {
   }
 }
 
+/// "/?" and "help COMMAND" as --help, for those who expect them.
+void TranslateHelp(std::vector<std::string>& words) {
+  constexpr auto kHelp = "--help";
+  const auto literal = std::ranges::find(words, "--");
+  std::replace(words.begin(), literal, std::string("/?"), std::string(kHelp));
+  if (!words.empty() && words.front() == "help") {
+    words.erase(words.begin());
+    words.emplace_back(kHelp);
+  }
+}
+
 }  // namespace
 
 ParsedArguments ParseArguments(std::vector<std::string> words, Scope scope) {
+  TranslateHelp(words);
   return Grammar(scope).Parse(std::move(words));
 }
 

@@ -1,4 +1,4 @@
-#include "tools/zorctl/batch.h"
+#include "tools/zorctl/commands.h"
 
 #include <fmt/format.h>
 
@@ -11,7 +11,7 @@
 #include "tools/zorctl/console.h"
 #include "tools/zorctl/files.h"
 #include "tools/zorctl/library.h"
-#include "tools/zorctl/progress_line.h"
+#include "tools/zorctl/progress.h"
 #include "tools/zorctl/run_call.h"
 #include "tools/zorctl/script.h"
 
@@ -38,8 +38,8 @@ class Script {
   /// Throws ScriptError.
   explicit Script(const std::string& file) : name_(file == kStandardStream ? "stdin" : file) {
     const std::vector<std::uint8_t> bytes = ReadBytes(file);
-    std::istringstream stream(std::string(bytes.begin(), bytes.end()));
     try {
+      std::istringstream stream(ToScriptText(bytes));
       lines_ = ReadScript(stream);
     } catch (const ScriptError& error) {
       throw ScriptError(fmt::format("{}: {}", name_, error.what()));
@@ -76,7 +76,7 @@ class Runner {
       : script_(script),
         command_(command),
         json_(json),
-        progress_(script.lines().size() * command.repeat) {}
+        progress_(script.lines().size() * command.repeat, IsTerminal() ? SayRaw : nullptr) {}
 
   ExitStatus Run() {
     for (std::uint32_t round = 1; round <= command_.repeat; ++round) {

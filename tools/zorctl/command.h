@@ -8,13 +8,9 @@
 #include <variant>
 #include <vector>
 
+#include "interface/zor.hpp"
+
 namespace zor::ctl {
-
-/// The list that holds the algorithms.
-inline constexpr std::uint32_t kAlgorithms = 2;
-
-/// The parameter whose value the library translates; spelt so.
-inline constexpr std::string_view kAlgorithmParameter = "supproted_algo_name";
 
 struct InfoCall {};
 

@@ -6,15 +6,27 @@
 
 #include <array>
 #include <cstdio>
+#include <exception>
 #include <stdexcept>
+#include <system_error>
 
 namespace zor::ctl {
 namespace {
 
 // fmt knows a console and writes to it what the console takes.
-void Write(std::FILE* stream, std::string_view text) {
-  fmt::print(stream, "{}", text);
-  static_cast<void>(std::fflush(stream));
+void Write(std::FILE* stream, std::string_view text) { fmt::print(stream, "{}", text); }
+
+/// A message that cannot be delivered is no failure of the command.
+void WriteMessage(std::string_view text) {
+  try {
+    Write(stderr, text);
+  } catch (const std::exception&) {
+  }
+  static_cast<void>(std::fflush(stderr));
+}
+
+[[noreturn]] void ThrowOutputFailed() {
+  throw std::runtime_error("standard output cannot be written to");
 }
 
 bool IsTerminal(std::FILE* stream) noexcept { return _isatty(_fileno(stream)) != 0; }
@@ -29,15 +41,25 @@ BOOL WINAPI OnConsoleControl(DWORD /*event*/) { return SetEvent(StopSignal()); }
 
 }  // namespace
 
-void Print(std::string_view text) { Write(stdout, text); }
+void Print(std::string_view text) {
+  if (text.empty()) return;
+  // A stream without a file takes what it is given and loses it.
+  if (_fileno(stdout) < 0) ThrowOutputFailed();
+  try {
+    Write(stdout, text);
+  } catch (const std::system_error&) {
+    ThrowOutputFailed();
+  }
+  if (std::fflush(stdout) != 0) ThrowOutputFailed();
+}
 
 void PrintBytes(std::span<const std::uint8_t> bytes) {
-  static_cast<void>(std::fflush(stdout));
+  if (_fileno(stdout) < 0) ThrowOutputFailed();
   const int mode = _setmode(_fileno(stdout), _O_BINARY);
   const std::size_t written = std::fwrite(bytes.data(), 1, bytes.size(), stdout);
-  static_cast<void>(std::fflush(stdout));
+  const bool flushed = std::fflush(stdout) == 0;
   _setmode(_fileno(stdout), mode);
-  if (written != bytes.size()) throw std::runtime_error("standard output takes no more");
+  if (written != bytes.size() || !flushed) ThrowOutputFailed();
 }
 
 std::vector<std::uint8_t> ReadInput() {
@@ -50,9 +72,9 @@ std::vector<std::uint8_t> ReadInput() {
   return bytes;
 }
 
-void Say(std::string_view text) { Write(stderr, fmt::format("zorctl: {}\n", text)); }
+void Say(std::string_view text) { WriteMessage(fmt::format("zorctl: {}\n", text)); }
 
-void SayRaw(std::string_view text) { Write(stderr, text); }
+void SayRaw(std::string_view text) { WriteMessage(text); }
 
 bool IsTerminal() noexcept { return IsTerminal(stdout) && IsTerminal(stderr); }
 

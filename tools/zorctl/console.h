@@ -10,10 +10,10 @@
 
 namespace zor::ctl {
 
-/// Data: to standard output, at once. UTF-8.
+/// Data: to standard output, at once. UTF-8. Throws std::runtime_error when it cannot be written.
 void Print(std::string_view text);
 
-/// Bytes as they are, to standard output.
+/// Bytes as they are, to standard output. Throws as Print() does.
 void PrintBytes(std::span<const std::uint8_t> bytes);
 
 /// All bytes of standard input.

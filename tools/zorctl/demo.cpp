@@ -1,5 +1,5 @@
 // The session of examples/session.c, by the commands of zorctl.
-#include "tools/zorctl/demo.h"
+#include "tools/zorctl/commands.h"
 
 #include <fmt/format.h>
 
@@ -9,7 +9,6 @@
 
 #include "tools/zorctl/console.h"
 #include "tools/zorctl/event_queue.h"
-#include "tools/zorctl/explain.h"
 #include "tools/zorctl/library.h"
 #include "tools/zorctl/report.h"
 #include "tools/zorctl/session.h"
@@ -78,7 +77,7 @@ class Demo {
   }
 
   static std::string FirstName(const Payload& list) {
-    for (const auto& name : std::get<NameSlots>(list).names) {
+    for (const auto& name : std::get<NameList>(list)) {
       if (name) return *name;
     }
     Say("demo: the server lists no algorithm that is present here; `zorctl doctor` tells why");

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <iterator>
 
+#include "tools/zorctl/printable.h"
+
 namespace zor::ctl {
 namespace {
 
@@ -18,32 +20,9 @@ std::string TimeStamp(const LocalTime& time) {
 
 }  // namespace
 
-SeenEvent Copy(const ZorEvent& event, const LocalTime& time) {
-  SeenEvent seen{.time = time, .type = event.type};
-  switch (event.type) {
-    case 0:
-      seen.flag = event.data.event0.flag;
-      break;
-    case 1:
-      seen.value = event.data.event1.value;
-      break;
-    case 2:
-      seen.flag = event.data.event2.flag;
-      break;
-    case 3:
-      seen.value = event.data.event3.value;
-      break;
-    case 4:
-      seen.flag = event.data.event4.flag;
-      seen.text = event.data.event4.text;
-      break;
-    case 5:
-      seen.value = event.data.event5.value;
-      seen.text = event.data.event5.text;
-      break;
-    default:  // without a payload
-      break;
-  }
+SeenEvent Copy(const Event& event, const LocalTime& time) {
+  SeenEvent seen{.time = time, .type = event.type, .flag = event.flag, .value = event.value};
+  if (event.text) seen.text = *event.text;
   return seen;
 }
 
@@ -54,7 +33,7 @@ std::string ToText(const SeenEvent& event) {
   auto out = std::back_inserter(line);
   if (event.flag) fmt::format_to(out, "  flag {}", *event.flag);
   if (event.value) fmt::format_to(out, "  value {}", *event.value);
-  if (event.text) fmt::format_to(out, "  \"{}\"", *event.text);
+  if (event.text) fmt::format_to(out, "  \"{}\"", Printable(*event.text));
   return line + '\n';
 }
 

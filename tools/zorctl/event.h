@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "interface/zor_interface.h"
+#include "interface/zor.hpp"
 #include "tools/zorctl/report.h"
 
 namespace zor::ctl {
@@ -17,7 +17,7 @@ struct LocalTime {
   int offset_minutes = 0;  ///< ahead of UTC
 };
 
-/// Of the payload, what belongs to the type.
+/// As zor::Event, with the time at which it was delivered.
 struct SeenEvent {
   LocalTime time;
   std::uint32_t type = 0;
@@ -26,8 +26,8 @@ struct SeenEvent {
   std::optional<std::string> text = {};
 };
 
-/// To be called in the callback: afterwards the event's texts are gone.
-[[nodiscard]] SeenEvent Copy(const ZorEvent& event, const LocalTime& time);
+/// To be called in the callback: the text of `event` is gone afterwards.
+[[nodiscard]] SeenEvent Copy(const Event& event, const LocalTime& time);
 
 /// "12:34:56.789  type 5  value 1  "started"", one line.
 [[nodiscard]] std::string ToText(const SeenEvent& event);

@@ -1,19 +1,14 @@
 #include "tools/zorctl/event_queue.h"
 
+#include <utility>
+
 namespace zor::ctl {
 namespace {
 
-/// The callback takes no argument, and may still be running when another has been registered: what
-/// it works on stays for the rest of the process.
-struct Shared {
-  std::mutex mutex;
-  std::deque<SeenEvent> events;
-  OwnedHandle arrived{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
-};
-
-Shared& TheShared() {
-  static auto* const shared = new Shared;  // NOLINT(cppcoreguidelines-owning-memory)
-  return *shared;
+OwnedHandle MakeEvent() {
+  OwnedHandle event(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+  if (event == nullptr) ThrowLastError("making an event");
+  return event;
 }
 
 LocalTime Now() {
@@ -40,33 +35,25 @@ LocalTime Now() {
           .offset_minutes = static_cast<int>(offset)};
 }
 
-void OnEvent(ZorEvent* event) {
-  const SeenEvent seen = Copy(*event, Now());
-  {
-    const std::lock_guard lock(TheShared().mutex);
-    TheShared().events.push_back(seen);
-  }
-  SetEvent(TheShared().arrived.get());
-}
-
 }  // namespace
 
-EventQueue::EventQueue() {
-  if (TheShared().arrived == nullptr) ThrowLastError("making an event");
-  ZorIntfRegEventCallback(OnEvent);
-}
+EventQueue::EventQueue()
+    : arrived_(MakeEvent()), callback_([this](const Event& event) { Add(event); }) {}
 
-EventQueue::~EventQueue() { ZorIntfRegEventCallback(nullptr); }
+void EventQueue::Add(const Event& event) {
+  {
+    const std::lock_guard lock(mutex_);
+    events_.push_back(Copy(event, Now()));
+  }
+  SetEvent(arrived_.get());
+}
 
 std::optional<SeenEvent> EventQueue::Take() {
-  const std::lock_guard lock(TheShared().mutex);
-  auto& events = TheShared().events;
-  if (events.empty()) return std::nullopt;
-  SeenEvent first = std::move(events.front());
-  events.pop_front();
+  const std::lock_guard lock(mutex_);
+  if (events_.empty()) return std::nullopt;
+  SeenEvent first = std::move(events_.front());
+  events_.pop_front();
   return first;
 }
-
-HANDLE EventQueue::arrived() const noexcept { return TheShared().arrived.get(); }
 
 }  // namespace zor::ctl

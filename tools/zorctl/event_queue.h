@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 
+#include "interface/zor.hpp"
 #include "tools/zorctl/event.h"
 #include "tools/zorctl/owned_handle.h"
 
@@ -16,13 +17,21 @@ class EventQueue {
   EventQueue();
   EventQueue(const EventQueue&) = delete;
   EventQueue& operator=(const EventQueue&) = delete;
-  ~EventQueue();
+  ~EventQueue() = default;
 
   /// The next notification, without waiting.
   [[nodiscard]] std::optional<SeenEvent> Take();
 
   /// Signalled when one has arrived; reset by the wait.
-  [[nodiscard]] HANDLE arrived() const noexcept;
+  [[nodiscard]] HANDLE arrived() const noexcept { return arrived_.get(); }
+
+ private:
+  void Add(const Event& event);
+
+  std::mutex mutex_;
+  std::deque<SeenEvent> events_;
+  OwnedHandle arrived_;
+  ScopedEventCallback callback_;  ///< last: it delivers into the other members
 };
 
 }  // namespace zor::ctl

@@ -6,29 +6,29 @@
 #include <objbase.h>
 
 #include <array>
-#include <stdexcept>
-#include <vector>
 
 #include "discovery/text.h"
-#include "tools/zorctl/owned_handle.h"
+#include "interface/zor_loader.h"
 
 namespace zor::ctl {
+namespace {
 
-std::wstring ProgramFolder() {
-  std::array<wchar_t, 4096> path{};
-  const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-  if (length == 0 || length == path.size()) ThrowLastError("finding zorctl's own folder");
-  const std::wstring program(path.data(), length);
-  return program.substr(0, program.rfind(L'\\'));
-}
+ZorLibrary loaded{};
 
-Library::Library() : path_(ProgramFolder() + L"\\ZorInterface.dll") {
-  // Never freed: it goes with the process.
-  if (LoadLibraryW(path_.c_str()) == nullptr) {
-    const DWORD error = GetLastError();
-    throw std::runtime_error(fmt::format(
-        "{} cannot be loaded (error {}): it must lie beside zorctl.exe", ToUtf8(path_), error));
+}  // namespace
+
+Library::Library() {
+  ZorLoadError error{};
+  // Never unloaded: it goes with the process.
+  const ZorLoadStatus status = zor_load(&loaded, nullptr, &error);
+  path_ = ToUtf8(error.path);
+  if (status != ZOR_LOAD_OK) {
+    std::array<char, ZOR_LOAD_TEXT_SIZE> text{};
+    throw LibraryError(fmt::format("{}: {}", path_, zor_load_text(&error, text.data())),
+                       status == ZOR_LOAD_FILE_MISSING);
   }
+  const ZorFileVersion& file = error.version;
+  version_ = fmt::format("{}.{}.{}", file.major_number, file.minor_number, file.patch_number);
   // For the list of algorithms: the library leaves it to the application.
   const HRESULT initialised = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   if (FAILED(initialised)) {
@@ -39,18 +39,44 @@ Library::Library() : path_(ProgramFolder() + L"\\ZorInterface.dll") {
 
 Library::~Library() { CoUninitialize(); }
 
-std::string Library::Version() const {
-  const DWORD size = GetFileVersionInfoSizeW(path_.c_str(), nullptr);
-  std::vector<std::uint8_t> resource(size);
-  void* found = nullptr;
-  UINT length = 0;
-  if (size == 0 || GetFileVersionInfoW(path_.c_str(), 0, size, resource.data()) == FALSE ||
-      VerQueryValueW(resource.data(), L"\\", &found, &length) == FALSE) {
-    return {};
-  }
-  const auto& info = *static_cast<const VS_FIXEDFILEINFO*>(found);
-  return fmt::format("{}.{}.{}", HIWORD(info.dwFileVersionMS), LOWORD(info.dwFileVersionMS),
-                     HIWORD(info.dwFileVersionLS));
-}
-
 }  // namespace zor::ctl
+
+// The functions as zor.hpp calls them: those of the library that was loaded. An import library
+// would load it with every command, and one that delays the load needs a linker that fits.
+
+using zor::ctl::loaded;
+
+ZorResult ZorIntfConfig(std::uint32_t handle, const ZorTextParam* param) {
+  return loaded.ZorIntfConfig(handle, param);
+}
+ZorResult ZorIntfCreate(std::uint32_t* handle, const ZorTextParam* param) {
+  return loaded.ZorIntfCreate(handle, param);
+}
+ZorResult ZorIntfDestroy(std::uint32_t handle) { return loaded.ZorIntfDestroy(handle); }
+ZorResult ZorIntfEnum(std::uint32_t selector, ZorNameList* list) {
+  return loaded.ZorIntfEnum(selector, list);
+}
+ZorResult ZorIntfFreeSerialized(std::uint32_t handle, ZorBlob* blob) {
+  return loaded.ZorIntfFreeSerialized(handle, blob);
+}
+ZorResult ZorIntfGet(std::uint32_t handle, ZorFloatParam* param) {
+  return loaded.ZorIntfGet(handle, param);
+}
+ZorResult ZorIntfGetInfo(ZorServerInfo* info) { return loaded.ZorIntfGetInfo(info); }
+ZorResult ZorIntfGetSerialized(std::uint32_t handle, const ZorBlob* input, ZorBlob* output) {
+  return loaded.ZorIntfGetSerialized(handle, input, output);
+}
+ZorResult ZorIntfGetStatus(std::uint32_t handle, std::uint32_t* status) {
+  return loaded.ZorIntfGetStatus(handle, status);
+}
+ZorResult ZorIntfRegEventCallback(ZorEventCallback callback) {
+  return loaded.ZorIntfRegEventCallback(callback);
+}
+ZorResult ZorIntfSet(std::uint32_t handle, ZorFloatParam* param) {
+  return loaded.ZorIntfSet(handle, param);
+}
+ZorResult ZorIntfSetSerialized(std::uint32_t handle, const ZorBlob* blob) {
+  return loaded.ZorIntfSetSerialized(handle, blob);
+}
+ZorResult ZorIntfStart(std::uint32_t handle) { return loaded.ZorIntfStart(handle); }
+ZorResult ZorIntfStop(std::uint32_t handle) { return loaded.ZorIntfStop(handle); }

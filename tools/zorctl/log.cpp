@@ -1,4 +1,4 @@
-#include "tools/zorctl/log.h"
+#include "tools/zorctl/commands.h"
 
 #include <fmt/format.h>
 
@@ -7,7 +7,7 @@
 #include "tools/zorctl/child_process.h"
 #include "tools/zorctl/console.h"
 #include "tools/zorctl/debug_viewer.h"
-#include "tools/zorctl/exit_status.h"
+#include "tools/zorctl/printable.h"
 #include "tools/zorctl/report.h"
 
 namespace zor::ctl {
@@ -16,6 +16,7 @@ namespace {
 void Show(const DebugMessage& message, bool with_process, bool json) {
   std::string text = message.text;
   if (text.ends_with('\n')) text.pop_back();
+  if (!json) text = Printable(text);
   if (json) {
     Print(ToLine({{"process", message.process_id}, {"text", text}}));
   } else if (with_process) {

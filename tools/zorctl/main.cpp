@@ -11,14 +11,10 @@
 
 #include "discovery/text.h"
 #include "tools/zorctl/arguments.h"
-#include "tools/zorctl/batch.h"
+#include "tools/zorctl/commands.h"
 #include "tools/zorctl/console.h"
-#include "tools/zorctl/demo.h"
-#include "tools/zorctl/doctor/doctor.h"
 #include "tools/zorctl/library.h"
-#include "tools/zorctl/log.h"
 #include "tools/zorctl/run_call.h"
-#include "tools/zorctl/watch.h"
 
 namespace {
 

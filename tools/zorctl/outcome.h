@@ -8,17 +8,12 @@
 #include <variant>
 #include <vector>
 
-#include "interface/zor_interface.h"
+#include "interface/zor.hpp"
 
 namespace zor::ctl {
 
 struct Information {
   std::array<std::uint32_t, 4> words{};
-};
-
-/// The slots of a list; those without a name are empty.
-struct NameSlots {
-  std::vector<std::optional<std::string>> names;
 };
 
 struct Handle {
@@ -41,7 +36,7 @@ struct Block {
 };
 
 using Payload =
-    std::variant<std::monostate, Information, NameSlots, Handle, ParameterValue, Status, Block>;
+    std::variant<std::monostate, Information, NameList, Handle, ParameterValue, Status, Block>;
 
 struct Outcome {
   ZorResult result = ZOR_SUCCESS;

@@ -9,6 +9,7 @@
 #include <iterator>
 
 #include "tools/zorctl/explain.h"
+#include "tools/zorctl/printable.h"
 #include "tools/zorctl/table.h"
 
 namespace zor::ctl {
@@ -26,10 +27,10 @@ struct TextOf {
     }
     return table.ToText();
   }
-  std::string operator()(const NameSlots& slots) const {
+  std::string operator()(const NameList& names) const {
     Table table({"ID", "NAME"});
-    for (std::size_t i = 0; i < slots.names.size(); ++i) {
-      table.Add({fmt::format("{}", i), slots.names[i].value_or("(not present here)")});
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      table.Add({fmt::format("{}", i), names[i] ? Printable(*names[i]) : "(not present here)"});
     }
     return table.ToText();
   }
@@ -57,10 +58,10 @@ struct AddTo {
 
   void operator()(const std::monostate& /*none*/) const {}
   void operator()(const Information& information) const { json["info"] = information.words; }
-  void operator()(const NameSlots& slots) const {
-    Json names = Json::array();
-    for (const auto& name : slots.names) names.push_back(name ? Json(*name) : Json());
-    json["names"] = std::move(names);
+  void operator()(const NameList& names) const {
+    Json array = Json::array();
+    for (const auto& name : names) array.push_back(name ? Json(*name) : Json());
+    json["names"] = std::move(array);
   }
   void operator()(const Handle& handle) const { json["handle"] = handle.value; }
   void operator()(const ParameterValue& parameter) const {
@@ -97,16 +98,16 @@ Json ToJson(const Call& call, const Outcome& outcome) {
 
 std::string FailureText(const Call& call, ZorResult result) {
   const Explanation explanation = Explain(call, result);
-  return fmt::format("{}: {} answered {}: {}.\nWhat to do: {}.", CommandName(call),
+  return fmt::format("{}: {} returned {}: {}.\nWhat to do: {}.", CommandName(call),
                      ExportName(call), result, explanation.meaning, explanation.advice);
 }
 
 std::string ToLine(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+  return PrintableJson(json.dump(-1, ' ', false, Json::error_handler_t::replace)) + '\n';
 }
 
 std::string ToDocument(const Json& json) {
-  return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+  return PrintableJson(json.dump(2, ' ', false, Json::error_handler_t::replace)) + '\n';
 }
 
 std::string HexDump(std::span<const std::uint8_t> bytes) {

@@ -5,7 +5,6 @@
 #include <string>
 
 #include "tools/zorctl/console.h"
-#include "tools/zorctl/explain.h"
 #include "tools/zorctl/files.h"
 
 namespace zor::ctl {

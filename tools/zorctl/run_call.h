@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "tools/zorctl/command.h"
-#include "tools/zorctl/exit_status.h"
+#include "tools/zorctl/explain.h"
 #include "tools/zorctl/report.h"
 #include "tools/zorctl/session.h"
 

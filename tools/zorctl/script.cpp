@@ -2,6 +2,8 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <utility>
 
 namespace zor::ctl {
@@ -34,7 +36,56 @@ std::string TakeWord(std::string_view& rest) {
   return word;
 }
 
+void AppendUtf8(std::string& text, char32_t code) {
+  const auto append = [&](char32_t bits) { text += static_cast<char>(bits); };
+  const auto append_rest = [&](unsigned shift) { append(0x80U | (code >> shift & 0x3FU)); };
+  if (code < 0x80) {
+    append(code);
+  } else if (code < 0x800) {
+    append(0xC0U | code >> 6U);
+    append_rest(0);
+  } else if (code < 0x10000) {
+    append(0xE0U | code >> 12U);
+    append_rest(6);
+    append_rest(0);
+  } else {
+    append(0xF0U | code >> 18U);
+    append_rest(12);
+    append_rest(6);
+    append_rest(0);
+  }
+}
+
+/// `low` is the place of a unit's low byte: 0 or 1.
+std::string FromUtf16(std::span<const std::uint8_t> bytes, std::size_t low) {
+  if (bytes.size() % 2 != 0) throw ScriptError("the file is UTF-16, but ends in half a character");
+  const auto unit = [&](std::size_t i) {
+    return static_cast<char32_t>(bytes[i + low] | bytes[i + 1 - low] << 8U);
+  };
+  constexpr char32_t kReplacement = 0xFFFD;
+  std::string text;
+  for (std::size_t i = 0; i < bytes.size(); i += 2) {
+    char32_t code = unit(i);
+    const bool leads = code >= 0xD800 && code < 0xDC00 && i + 3 < bytes.size();
+    if (leads && unit(i + 2) >= 0xDC00 && unit(i + 2) < 0xE000) {
+      code = 0x10000 + ((code - 0xD800) << 10U) + (unit(i + 2) - 0xDC00);
+      i += 2;
+    } else if (code >= 0xD800 && code < 0xE000) {
+      code = kReplacement;
+    }
+    AppendUtf8(text, code);
+  }
+  return text;
+}
+
 }  // namespace
+
+std::string ToScriptText(std::span<const std::uint8_t> file) {
+  const bool marked = file.size() >= 2;
+  if (marked && file[0] == 0xFF && file[1] == 0xFE) return FromUtf16(file.subspan(2), 0);
+  if (marked && file[0] == 0xFE && file[1] == 0xFF) return FromUtf16(file.subspan(2), 1);
+  return {file.begin(), file.end()};
+}
 
 std::vector<std::string> SplitWords(std::string_view line) {
   std::vector<std::string> words;

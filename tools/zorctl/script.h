@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <istream>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -27,6 +28,10 @@ struct ScriptLine {
 /// follows a '#' at the start of a word is a comment. Throws ScriptError for a quotation that does
 /// not end.
 [[nodiscard]] std::vector<std::string> SplitWords(std::string_view line);
+
+/// A script's text in UTF-8, whether the file is UTF-8 or, as its byte order mark says, UTF-16.
+/// Throws ScriptError for half a character of UTF-16.
+[[nodiscard]] std::string ToScriptText(std::span<const std::uint8_t> file);
 
 /// The lines that hold a command. Takes either kind of line end and skips a byte order mark. Throws
 /// ScriptError, which names the line.

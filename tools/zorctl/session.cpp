@@ -1,134 +1,106 @@
 #include "tools/zorctl/session.h"
 
-#include <cstdlib>
-#include <memory>
 #include <utility>
 
 namespace zor::ctl {
 namespace {
 
-/// A block that ZorIntfGetSerialized() filled.
-class FilledBlob {
+/// An instance by its handle. It outlives the command: another one destroys it.
+class KnownInstance {
  public:
-  FilledBlob() = default;
-  FilledBlob(const FilledBlob&) = delete;
-  FilledBlob& operator=(const FilledBlob&) = delete;
-  ~FilledBlob() {
-    ZorIntfFreeSerialized(0, &blob_);
-    // NOLINTNEXTLINE(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory): C's contract
-    std::free(blob_.name);
-  }
+  KnownInstance(const Client& client, std::uint32_t handle) : instance_(client, handle) {}
+  KnownInstance(const KnownInstance&) = delete;
+  KnownInstance& operator=(const KnownInstance&) = delete;
+  ~KnownInstance() { instance_.Abandon(); }
 
-  [[nodiscard]] ZorBlob* receive() noexcept { return &blob_; }
-  [[nodiscard]] const ZorBlob& get() const noexcept { return blob_; }
+  Instance* operator->() noexcept { return &instance_; }
 
  private:
-  ZorBlob blob_{};
+  Instance instance_;
 };
 
 const char* TextOrNull(const std::optional<std::string>& text) {
   return text ? text->c_str() : nullptr;
 }
 
-Outcome With(ZorResult result, Payload payload) {
-  // A call that failed has no outputs.
-  if (result != ZOR_SUCCESS) return {.result = result, .payload = {}};
-  return {.result = result, .payload = std::move(payload)};
-}
-
 }  // namespace
 
 Outcome Session::Make(const Call& call) {
-  return std::visit([this](const auto& one) { return Send(one); }, call);
+  std::error_code error;
+  Payload payload = std::visit([&](const auto& one) { return Send(one, error); }, call);
+  // A call that failed has no outputs.
+  if (error) payload = {};
+  return {static_cast<ZorResult>(error.value()), std::move(payload)};
 }
 
-Outcome Session::Send(const InfoCall& /*call*/) {
-  ZorServerInfo info{};
-  const ZorResult result = ZorIntfGetInfo(&info);
-  return With(result, Information{{info.info0, info.info1, info.info2, info.info3}});
+Payload Session::Send(const InfoCall& /*call*/, std::error_code& error) {
+  const ZorServerInfo info = client_.GetInfo(error);
+  return Information{{info.info0, info.info1, info.info2, info.info3}};
 }
 
-Outcome Session::Send(const ListCall& call) {
-  const ZorResult result = ZorIntfEnum(call.selector, &list_);
-  if (result != ZOR_SUCCESS) return With(result, {});
-  if (call.selector == kAlgorithms) listed_ = true;
-  NameSlots slots;
-  for (std::uint32_t i = 0; i < list_.count; ++i) {
-    const char* name = list_.items[i];
-    slots.names.push_back(name == nullptr ? std::nullopt : std::optional<std::string>(name));
-  }
-  return With(result, std::move(slots));
+Payload Session::Send(const ListCall& call, std::error_code& error) {
+  NameList names = client_.Enumerate(call.selector, error);
+  if (!error && call.selector == kAlgorithms) listed_ = true;
+  return names;
 }
 
-Outcome Session::Send(const CreateCall& call) {
-  const ZorTextParam param{call.name.c_str(), TextOrNull(call.value)};
-  std::uint32_t handle = 0;
-  const ZorResult result = ZorIntfCreate(&handle, &param);
-  if (result == ZOR_SUCCESS) last_handle_ = handle;
-  return With(result, Handle{handle});
+Payload Session::Send(const CreateCall& call, std::error_code& error) {
+  Instance created = client_.Create(call.name, TextOrNull(call.value), error);
+  if (!created) return {};
+  last_handle_ = created.Release();
+  return Handle{*last_handle_};
 }
 
-Outcome Session::Send(const ConfigCall& call) {
-  const ZorTextParam param{call.name.c_str(), TextOrNull(call.value)};
-  return With(ZorIntfConfig(call.handle, &param), {});
+Payload Session::Send(const ConfigCall& call, std::error_code& error) {
+  KnownInstance(client_, call.handle)->Config(call.name, TextOrNull(call.value), error);
+  return {};
 }
 
-Outcome Session::Send(const ControlCall& call) {
+Payload Session::Send(const ControlCall& call, std::error_code& error) {
+  KnownInstance instance(client_, call.handle);
   switch (call.control) {
     case Control::kStart:
-      return With(ZorIntfStart(call.handle), {});
+      instance->Start(error);
+      break;
     case Control::kStop:
-      return With(ZorIntfStop(call.handle), {});
+      instance->Stop(error);
+      break;
     case Control::kDestroy:
+      instance->Destroy(error);
       break;
   }
-  return With(ZorIntfDestroy(call.handle), {});
+  return {};
 }
 
-Outcome Session::Send(const SetCall& call) {
-  const ZorResult prepared = PrepareTranslation(call.name, call.no_list);
-  if (prepared != ZOR_SUCCESS) return With(prepared, {});
-  ZorFloatParam param{call.name.c_str(), call.value};
-  return With(ZorIntfSet(call.handle, &param), {});
+Payload Session::Send(const SetCall& call, std::error_code& error) {
+  PrepareTranslation(call.name, call.no_list, error);
+  if (!error) KnownInstance(client_, call.handle)->Set(call.name, call.value, error);
+  return {};
 }
 
-Outcome Session::Send(const GetCall& call) {
-  const ZorResult prepared = PrepareTranslation(call.name, call.no_list);
-  if (prepared != ZOR_SUCCESS) return With(prepared, {});
-  ZorFloatParam param{call.name.c_str(), 0};
-  const ZorResult result = ZorIntfGet(call.handle, &param);
-  return With(result, ParameterValue{call.name, param.value});
+Payload Session::Send(const GetCall& call, std::error_code& error) {
+  PrepareTranslation(call.name, call.no_list, error);
+  if (error) return {};
+  return ParameterValue{call.name, KnownInstance(client_, call.handle)->Get(call.name, error)};
 }
 
-Outcome Session::Send(const StatusCall& call) {
-  std::uint32_t status = 0;
-  const ZorResult result = ZorIntfGetStatus(call.handle, &status);
-  return With(result, Status{status});
+Payload Session::Send(const StatusCall& call, std::error_code& error) {
+  return Status{KnownInstance(client_, call.handle)->GetStatus(error)};
 }
 
-Outcome Session::Send(const BlobSetCall& call) {
-  // The record's members are not const, but the library only reads them: work on copies.
-  std::string name = call.name;
-  std::vector<std::uint8_t> bytes = call.bytes;
-  const ZorBlob blob{name.data(), static_cast<std::uint32_t>(bytes.size()), bytes.data()};
-  return With(ZorIntfSetSerialized(call.handle, &blob), {});
+Payload Session::Send(const BlobSetCall& call, std::error_code& error) {
+  KnownInstance(client_, call.handle)->SetSerialized(call.name, call.bytes, error);
+  return {};
 }
 
-Outcome Session::Send(const BlobGetCall& call) {
-  std::string name = call.name;
-  const ZorBlob wanted{name.data(), 0, nullptr};
-  FilledBlob got;
-  const ZorResult result = ZorIntfGetSerialized(call.handle, &wanted, got.receive());
-  if (result != ZOR_SUCCESS) return With(result, {});
-  const ZorBlob& blob = got.get();
-  Block block{.name = call.name, .bytes = {}, .file = call.file};
-  if (blob.data != nullptr) block.bytes.assign(blob.data, blob.data + blob.size);
-  return With(result, std::move(block));
+Payload Session::Send(const BlobGetCall& call, std::error_code& error) {
+  const Blob blob = KnownInstance(client_, call.handle)->GetSerialized(call.name, error);
+  return Block{.name = call.name, .bytes = {blob.begin(), blob.end()}, .file = call.file};
 }
 
-ZorResult Session::PrepareTranslation(std::string_view parameter, bool no_list) {
-  if (parameter != kAlgorithmParameter || no_list || listed_) return ZOR_SUCCESS;
-  return Send(ListCall{}).result;
+void Session::PrepareTranslation(std::string_view parameter, bool no_list, std::error_code& error) {
+  if (parameter != kAlgorithmParameter || no_list || listed_) return;
+  Send(ListCall{}, error);
 }
 
 }  // namespace zor::ctl

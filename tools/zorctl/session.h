@@ -3,8 +3,10 @@
 
 #include <cstdint>
 #include <optional>
+#include <string_view>
+#include <system_error>
 
-#include "interface/zor_interface.h"
+#include "interface/zor.hpp"
 #include "tools/zorctl/command.h"
 #include "tools/zorctl/outcome.h"
 
@@ -23,23 +25,23 @@ class Session {
   [[nodiscard]] std::optional<std::uint32_t> last_handle() const noexcept { return last_handle_; }
 
  private:
-  Outcome Send(const InfoCall& call);
-  Outcome Send(const ListCall& call);
-  Outcome Send(const CreateCall& call);
-  Outcome Send(const ConfigCall& call);
-  Outcome Send(const ControlCall& call);
-  Outcome Send(const SetCall& call);
-  Outcome Send(const GetCall& call);
-  Outcome Send(const StatusCall& call);
-  Outcome Send(const BlobSetCall& call);
-  Outcome Send(const BlobGetCall& call);
+  Payload Send(const InfoCall& call, std::error_code& error);
+  Payload Send(const ListCall& call, std::error_code& error);
+  Payload Send(const CreateCall& call, std::error_code& error);
+  Payload Send(const ConfigCall& call, std::error_code& error);
+  Payload Send(const ControlCall& call, std::error_code& error);
+  Payload Send(const SetCall& call, std::error_code& error);
+  Payload Send(const GetCall& call, std::error_code& error);
+  Payload Send(const StatusCall& call, std::error_code& error);
+  Payload Send(const BlobSetCall& call, std::error_code& error);
+  Payload Send(const BlobGetCall& call, std::error_code& error);
 
   /// Algorithm ids are translated by the list of algorithms, which is fetched once.
-  [[nodiscard]] ZorResult PrepareTranslation(std::string_view parameter, bool no_list);
+  void PrepareTranslation(std::string_view parameter, bool no_list, std::error_code& error);
 
+  Client client_;
   std::optional<std::uint32_t> last_handle_;
   bool listed_ = false;
-  ZorNameList list_{};  ///< its contents are the library's, which frees them with the next list
 };
 
 }  // namespace zor::ctl

@@ -1,4 +1,4 @@
-#include "tools/zorctl/watch.h"
+#include "tools/zorctl/commands.h"
 
 #include <algorithm>
 #include <array>

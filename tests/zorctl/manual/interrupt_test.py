@@ -9,17 +9,16 @@ from shell import PATIENCE, Shell
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--binaries", required=True)
-    parser.add_argument("--emulator", default="")
-    parser.add_argument("--prefix", default="")
+    parser.add_argument("--starter")
     options = parser.parse_args()
-    with Shell(options.binaries, options.emulator, options.prefix) as shell:
+    with Shell(options.binaries, options.starter) as shell:
         for arguments in ["watch"], ["log"], ["watch", "--count", "5"]:
-            process = shell.start("zorctl", arguments)
-            shell.wait_for(process, "Ctrl-C ends")
-            shell.interrupt(process)
-            status = process.wait(PATIENCE)
+            program = shell.start("zorctl", arguments)
+            program.wait_for_text("Ctrl-C ends", PATIENCE)
+            program.interrupt()
+            status = program.wait(PATIENCE)
             if status != 0:
-                raise SystemExit(f"{arguments} ended with {status}: {shell.output_of(process)}")
+                raise SystemExit(f"{arguments} ended with {status}: {program.text()}")
 
 
 if __name__ == "__main__":

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs every command that docs/zorctl.md shows and compares what comes with what the page says.
 
-    manual.py --binaries build/windows/bin [--emulator wine64] [--update] docs/zorctl.md
+    manual.py --binaries build/windows/bin [--starter wine_starter.exe] [--update] docs/zorctl.md
 
 A block of the page marked as `console` holds commands, "$ zorctl ...", each with its output below
 it; a command may end in "; echo $?", which adds its exit status. The commands run in one folder
@@ -121,13 +121,12 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("page", type=pathlib.Path)
     parser.add_argument("--binaries", required=True)
-    parser.add_argument("--emulator", default="")
-    parser.add_argument("--prefix", default="")
+    parser.add_argument("--starter")
     parser.add_argument("--update", action="store_true")
     options = parser.parse_args()
 
     old = options.page.read_text(encoding="utf-8")
-    with Shell(options.binaries, options.emulator, options.prefix) as shell:
+    with Shell(options.binaries, options.starter) as shell:
         page = Page(shell, pathlib.Path(__file__).resolve().parent)
         new = BLOCK.sub(page.block, old)
     if page.commands == 0:

@@ -1,13 +1,13 @@
-"""Running zorctl and zorsim as a shell does, under an emulator where the machine needs one."""
+"""Running zorctl and zorsim as a shell does, under Wine where there is a starter for it."""
 
-import os
 import pathlib
-import signal
-import subprocess
+import sys
 import tempfile
-import time
 
-PATIENCE = 60
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[3] / "scripts"))
+from programs import Program
+
+PATIENCE = 300
 
 # Where a person would not have the programs.
 SHOWN_FOLDER = r"C:\Program Files\Zor"
@@ -16,16 +16,9 @@ SHOWN_FOLDER = r"C:\Program Files\Zor"
 class Shell:
     """Two programs of one folder, a working folder of its own, and at most one server."""
 
-    def __init__(self, binaries, emulator, prefix):
+    def __init__(self, binaries, starter):
         self.binaries = pathlib.Path(binaries).resolve()
-        self.emulator = [emulator] if emulator else []
-        self.environment = dict(os.environ)
-        if emulator:
-            self.environment.setdefault("WINEPREFIX", str(prefix))
-            self.environment.setdefault("WINEDEBUG", "-all")
-            self.environment.setdefault(
-                "WINEDLLOVERRIDES", "mscoree,mshtml=;winemenubuilder.exe=d;winedbg.exe=d"
-            )
+        self.starter = starter
         self.temporary = tempfile.TemporaryDirectory(prefix="zorctl-")
         self.folder = pathlib.Path(self.temporary.name) / "work"
         self.folder.mkdir()
@@ -41,55 +34,29 @@ class Shell:
 
     def start(self, name, arguments):
         """Starts a program of the folder; its output goes to a file, in the order of writing."""
-        # Not a pipe: the emulator's own services would hold on to it.
         output = tempfile.NamedTemporaryFile(dir=self.temporary.name, delete=False)
-        process = subprocess.Popen(
-            [*self.emulator, str(self.binaries / f"{name}.exe"), *arguments],
-            cwd=self.folder,
-            env=self.environment,
-            stdin=subprocess.DEVNULL,
-            stdout=output,
-            stderr=subprocess.STDOUT,
-            creationflags=getattr(subprocess, "CREATE_NEW_PROCESS_GROUP", 0),
-        )
         output.close()
-        process.output = pathlib.Path(output.name)
-        return process
-
-    @staticmethod
-    def output_of(process):
-        return process.output.read_bytes().decode().replace("\r\n", "\n")
-
-    def wait_for(self, process, text):
-        """Waits until a running program has written a text."""
-        end = time.monotonic() + PATIENCE
-        while text not in self.output_of(process):
-            if process.poll() is not None or time.monotonic() > end:
-                process.kill()
-                raise RuntimeError(f"no '{text}' in: {self.output_of(process)}")
-            time.sleep(0.02)
+        return Program(self.binaries / f"{name}.exe", arguments, starter=self.starter, output=output.name,
+                       cwd=self.folder)
 
     def run(self, name, arguments):
         """Runs a program to its end: its status and its output."""
-        process = self.start(name, arguments)
+        program = self.start(name, arguments)
         try:
-            status = process.wait(PATIENCE)
-        except subprocess.TimeoutExpired:
-            process.kill()
+            status = program.wait(PATIENCE)
+        except TimeoutError:
+            program.kill()
             raise
-        return status, self.output_of(process)
-
-    def interrupt(self, process):
-        """As Ctrl-C does."""
-        process.send_signal(signal.SIGINT if os.name != "nt" else signal.CTRL_BREAK_EVENT)
+        return status, program.text()
 
     def serve(self, arguments):
         """Lets a server run with these arguments; one that does already goes on."""
         if self.server_arguments == arguments:
             return
         self.stop_server()
-        self.server = self.start("zorsim", arguments)
-        self.wait_for(self.server, "zorsim is ready")
+        # The page shows handles, which otherwise begin elsewhere in each run.
+        self.server = self.start("zorsim", [*arguments, "--first-handle", "1"])
+        self.server.wait_for_text("zorsim is ready", PATIENCE)
         self.server_arguments = arguments
 
     def stop_server(self):

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tests/integration/support/loaded_library.h"
+#include "tests/integration/support/start_process.h"
 
 namespace zor::testing {
 namespace {
@@ -53,7 +54,7 @@ std::string WithoutCarriageReturns(const std::string& text) {
 }  // namespace
 
 Program::Program(const std::wstring& file, const std::vector<std::wstring>& arguments,
-                 const std::string& input) {
+                 const std::string& input, Output output) {
   const bool absolute = file.find(L':') != std::wstring::npos;
   const std::wstring program = absolute ? file : BinaryFolder() + L"\\" + file;
   std::wstring line = Quote(program);
@@ -62,19 +63,13 @@ Program::Program(const std::wstring& file, const std::vector<std::wstring>& argu
   Pipe in = MakePipe(true);
   Pipe out = MakePipe(false);
   Pipe err = MakePipe(false);
+  if (output == Output::kClosed) out.read.reset();
   STARTUPINFOW startup{};
-  startup.cb = sizeof(startup);
   startup.dwFlags = STARTF_USESTDHANDLES;
   startup.hStdInput = in.read.get();
-  startup.hStdOutput = out.write.get();
+  startup.hStdOutput = output == Output::kNone ? nullptr : out.write.get();
   startup.hStdError = err.write.get();
-  PROCESS_INFORMATION started{};
-  if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                     &started) == FALSE) {
-    ThrowLastError("CreateProcess");
-  }
-  CloseHandle(started.hThread);
-  process_ = UniqueHandle(started.hProcess);
+  process_ = StartProcess(line, startup, true);
   out_.pipe = std::move(out.read);
   err_.pipe = std::move(err.read);
   input_ = std::move(in.write);

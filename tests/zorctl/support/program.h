@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <cstdint>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,13 +18,16 @@ struct Finished {
   std::string err;
 };
 
+/// Who takes a program's standard output.
+enum class Output : std::uint8_t { kTest, kClosed /* a pipe that nobody reads */, kNone };
+
 /// A process with streams of its own. Ended at the latest with this object.
 class Program {
  public:
   /// `file` is a name in the test's folder, or a full path; the arguments are quoted as they need
   /// it.
   Program(const std::wstring& file, const std::vector<std::wstring>& arguments,
-          const std::string& input = {});
+          const std::string& input = {}, Output output = Output::kTest);
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
   ~Program();

@@ -65,11 +65,12 @@ std::string ToText(const std::vector<std::string>& names) {
 
 Finding DiagnoseLibrary(const LibraryFacts& library) {
   if (!library.error.empty()) {
-    return kLibrary.Fault(library.error, "No call can be made.",
-                          "Put ZorInterface.dll beside zorctl.exe, and beside the application.");
+    return kLibrary.Fault(
+        library.error, "No call can be made.",
+        library.missing ? "Put ZorInterface.dll beside zorctl.exe, and beside the application."
+                        : "Replace the file by the ZorInterface.dll of zorctl's own release.");
   }
-  return kLibrary.Ok(format("{}, version {}", library.path,
-                            library.version.empty() ? "unknown" : library.version));
+  return kLibrary.Ok(format("{}, version {}", library.path, library.version));
 }
 
 Finding DiagnosePipe(const Step& step, const char* name, const PipeCheck& pipe,
@@ -100,7 +101,8 @@ void DiagnosePipes(const Facts& facts, Findings& findings) {
   const bool has_request = facts.request_pipe.state != PipeState::kAbsent;
   const bool has_notify = facts.notify_pipe.state != PipeState::kAbsent;
   findings.push_back(DiagnosePipe(kRequest, R"(\\.\Pipe\ZorSWNRpipe)", facts.request_pipe,
-                                  "Every call answers 2.", has_notify));
+                                  "Every call will fail with result 2, not connected.",
+                                  has_notify));
   findings.push_back(DiagnosePipe(kNotify, R"(\\.\Pipe\ZorSWNRpipeNotify)", facts.notify_pipe,
                                   "No notification reaches the application.", has_request));
 }
@@ -110,7 +112,7 @@ Finding DiagnoseResult(const Step& step, const Call& call, ZorResult result) {
   const Explanation explanation = Explain(call, result);
   std::string advice = explanation.advice + '.';
   advice.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(advice.front())));
-  return step.Fault(format("{} answered {}", ExportName(call), result), explanation.meaning + '.',
+  return step.Fault(format("{} returned {}", ExportName(call), result), explanation.meaning + '.',
                     std::move(advice));
 }
 
@@ -146,15 +148,22 @@ std::string NameOf(QueryStep step) {
 
 Finding DiagnoseDriver(const DriverFacts& driver) {
   constexpr auto kUnknown = "The installed driver is not known, so no driver package is chosen.";
-  switch (driver.failed) {
-    case QueryStep::kDone:
-      if (driver.version) {
-        return kDriver.Ok(
-            format("driver {} is installed, version {}", kHardwareId, ToText(*driver.version)));
-      }
-      return kDriver.Fault(
-          format("driver {} states the version '{}'", kHardwareId, driver.version_text),
-          "That is no version: listing the algorithms answers 1.", kReinstall);
+  if (driver.version == VersionQuad{}) {
+    return kDriver.Fault(
+        format("driver {} states the version '{}'", kHardwareId, driver.version_text),
+        "That is not four numbers: the library takes it for 0.0.0.0, which fits no package.",
+        kReinstall);
+  }
+  if (driver.version) {
+    return kDriver.Ok(
+        format("driver {} is installed, version {}", kHardwareId, ToText(*driver.version)));
+  }
+  if (!driver.failed) {
+    return kDriver.Fault(
+        format("driver {} states the version '{}'", kHardwareId, driver.version_text),
+        "That is no version: ZorIntfEnum(2) will fail with result 1.", kReinstall);
+  }
+  switch (*driver.failed) {
     case QueryStep::kFindDriver:
       return kDriver.Fault(
           driver.rows == 0
@@ -168,12 +177,12 @@ Finding DiagnoseDriver(const DriverFacts& driver) {
                            kUnknown, kReinstall);
     case QueryStep::kSecurity:
       return kDriver.Fault(
-          format("{} failed (0x{:08X})", NameOf(driver.failed), driver.result), kUnknown,
+          format("{} failed (0x{:08X})", NameOf(*driver.failed), driver.result), kUnknown,
           "An application that sets COM security itself must do so before it lists the algorithms, "
           "or leave it to the library.");
     default:
       return kDriver.Fault(
-          format("{} failed (0x{:08X})", NameOf(driver.failed), driver.result), kUnknown,
+          format("{} failed (0x{:08X})", NameOf(*driver.failed), driver.result), kUnknown,
           "See that the Windows Management Instrumentation service runs and admits this user.");
   }
 }
@@ -187,7 +196,7 @@ Finding DiagnoseStore(const MachineFacts& machine) {
   }
   if (!store.error.empty()) {
     return kStore.Fault(format("{} cannot be listed: {}", store.directory, store.error),
-                        "Listing the algorithms answers 1 as soon as a driver is installed.",
+                        "ZorIntfEnum(2) will fail with result 1 as soon as a driver is installed.",
                         "See that the environment variable \"systemroot\" names the Windows "
                         "folder, and that this user may read the driver store.");
   }
@@ -202,9 +211,13 @@ Finding DiagnoseStore(const MachineFacts& machine) {
 Finding DiagnoseCandidate(const CandidateFacts& candidate) {
   constexpr auto kPassedOver = "It is passed over.";
   const std::string& folder = candidate.folder;
+  if (!candidate.examined) {
+    return kCandidate.Skipped(format("{}: the search ended before it", folder));
+  }
   if (!candidate.error.empty()) {
     return kCandidate.Fault(format("{}: its version cannot be read: {}", folder, candidate.error),
-                            "The search ends here: listing the algorithms answers 1.", kReinstall);
+                            "The search ends here: ZorIntfEnum(2) will fail with result 1.",
+                            kReinstall);
   }
   if (candidate.version) {
     return kCandidate.Ok(format("{}: version {}", folder, ToText(*candidate.version)));
@@ -231,10 +244,10 @@ Finding DiagnoseCandidate(const CandidateFacts& candidate) {
 Finding DiagnosePackage(const MachineFacts& machine) {
   if (!machine.package) return kPackage.Skipped("not chosen: the driver's version is not known");
   const PackageFacts& package = *machine.package;
-  const std::string version = ToText(*machine.driver.version);
+  const std::string& version = machine.driver.version_text;
   if (!package.error.empty()) {
     return kPackage.Fault(format("the search ended: {}", package.error),
-                          "Listing the algorithms answers 1.",
+                          "ZorIntfEnum(2) will fail with result 1.",
                           "See what is said about the driver store and its packages.");
   }
   if (package.exact) {
@@ -248,7 +261,7 @@ Finding DiagnosePackage(const MachineFacts& machine) {
   }
   return kPackage.Fault(
       format("{}, the best of those with a version", package.path),
-      format("None has the version of the installed driver, {}.", version),
+      format("None has the version of the installed driver, '{}'.", version),
       "Install the driver package of that version, or restart if one was just installed.");
 }
 
@@ -265,11 +278,24 @@ std::string LoadErrorAdvice(std::uint32_t error) {
   }
 }
 
+Finding DiagnoseNames(const AlgorithmLibraryFacts& library) {
+  const std::string answered =
+      format("{} answered, algorithm id {}", library.file, library.query.algorithm_id);
+  if (library.names.empty()) {
+    return kAlgorithm.Warning(
+        answered,
+        "No algorithm of the library's catalogue has a file of this name: it does not count.",
+        "A newer ZorInterface.dll may know it.");
+  }
+  return kAlgorithm.Ok(format("{}: {}", answered, ToText(library.names)));
+}
+
 Finding DiagnoseAlgorithm(const AlgorithmLibraryFacts& library) {
   constexpr auto kAbsent = "Its algorithm does not count as present.";
   const LibraryQuery& query = library.query;
   const std::string& file = library.file;
-  switch (query.failed) {
+  if (!query.failed) return DiagnoseNames(library);
+  switch (*query.failed) {
     case LibraryStep::kSetDirectory:
       return kAlgorithm.Fault(format("{}: the search directory could not be set", file), kAbsent,
                               "See that the package's folder still exists.");
@@ -280,20 +306,11 @@ Finding DiagnoseAlgorithm(const AlgorithmLibraryFacts& library) {
       return kAlgorithm.Fault(format("{} does not export zor_get_dll_information", file), kAbsent,
                               kReinstall);
     case LibraryStep::kAsk:
-      return kAlgorithm.Fault(
-          format("{} was asked for its information and answered {}", file, query.answer), kAbsent,
-          "Only 0 is an answer: see the documentation of the algorithm library.");
-    case LibraryStep::kDone:
       break;
   }
-  if (library.names.empty()) {
-    return kAlgorithm.Warning(
-        format("{} answered, algorithm id {}", file, query.algorithm_id),
-        "No algorithm of the library's catalogue has a file of this name: it does not count.",
-        "A newer ZorInterface.dll may know it.");
-  }
-  return kAlgorithm.Ok(
-      format("{} answered, algorithm id {}: {}", file, query.algorithm_id, ToText(library.names)));
+  return kAlgorithm.Fault(
+      format("{} was asked for its information and returned {}", file, query.answer), kAbsent,
+      "Only 0 means success: see the documentation of the algorithm library.");
 }
 
 void DiagnoseContents(const MachineFacts& machine, Findings& findings) {
@@ -304,9 +321,10 @@ void DiagnoseContents(const MachineFacts& machine, Findings& findings) {
   const PackageContents& contents = *machine.contents;
   for (const auto& library : contents.libraries) findings.push_back(DiagnoseAlgorithm(library));
   if (!contents.error.empty()) {
-    findings.push_back(kAlgorithm.Fault(
-        format("{} cannot be listed: {}", machine.package->path, contents.error),
-        "Listing the algorithms answers 1.", "See that this user may read the package's folder."));
+    findings.push_back(
+        kAlgorithm.Fault(format("{} cannot be listed: {}", machine.package->path, contents.error),
+                         "ZorIntfEnum(2) will fail with result 1.",
+                         "See that this user may read the package's folder."));
   } else if (contents.libraries.empty()) {
     findings.push_back(
         kAlgorithm.Fault(format("{} holds no algorithm library", machine.package->path),
@@ -372,7 +390,7 @@ void DiagnoseMerged(const Facts& facts, Findings& findings) {
     return;
   }
   std::vector<std::string> shown;
-  for (const auto& name : server.merged.names) shown.push_back(name.value_or("(not present here)"));
+  for (const auto& name : server.merged) shown.push_back(name.value_or("(not present here)"));
 
   const std::vector<std::string> local = facts.machine.LocalNames();
   if (local.empty()) {

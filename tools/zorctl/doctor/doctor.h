@@ -1,10 +1,12 @@
-/// `zorctl doctor`.
+/// Looking at the whole chain.
 #pragma once
 
-#include "tools/zorctl/exit_status.h"
+#include "tools/zorctl/doctor/facts.h"
 
 namespace zor::ctl {
 
-ExitStatus RunDoctor(bool json);
+/// Creates no instance and changes nothing at the server. Takes none of its pipes' instances before
+/// it has seen whether there are free ones.
+[[nodiscard]] Facts Examine();
 
 }  // namespace zor::ctl

@@ -7,9 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "discovery/driver_package.h"
 #include "discovery/driver_version.h"
-#include "discovery/library_scan.h"
+#include "discovery/search_observer.h"
 #include "interface/zor_interface.h"
 #include "tools/zorctl/outcome.h"
 #include "tools/zorctl/pipe_check.h"
@@ -18,12 +17,13 @@ namespace zor::ctl {
 
 struct LibraryFacts {
   std::string path;
-  std::string version;  ///< empty when it states none
-  std::string error;    ///< why it could not be loaded; empty when it was
+  std::string version;
+  std::string error;     ///< why it could not be loaded; empty when it was
+  bool missing = false;  ///< there is no such file
 };
 
 struct DriverFacts {
-  QueryStep failed = QueryStep::kDone;
+  std::optional<QueryStep> failed = {};
   std::uint32_t result = 0;
   std::uint32_t rows = 0;
   std::string version_text;
@@ -37,6 +37,7 @@ struct StoreFacts {
 
 struct CandidateFacts {
   std::string folder;
+  bool examined = false;  ///< the search has looked at it
   std::string inf;
   bool opened = false;
   bool is_utf16 = false;
@@ -81,7 +82,7 @@ struct ServerFacts {
   ZorResult list_result = ZOR_SUCCESS;
   std::vector<std::string> names;  ///< its own list of algorithms
   ZorResult merged_result = ZOR_SUCCESS;
-  NameSlots merged;  ///< what an application gets
+  NameList merged;  ///< what an application gets
 };
 
 struct Facts {

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "tools/zorctl/printable.h"
+
 namespace zor::ctl {
 namespace {
 
@@ -37,8 +39,9 @@ std::string ToText(const std::vector<Finding>& findings) {
   std::string text;
   auto out = std::back_inserter(text);
   for (const Finding& finding : findings) {
-    fmt::format_to(out, "{:<8} {}: {}\n", Mark(finding.verdict), finding.title, finding.found);
-    if (!finding.wrong.empty()) fmt::format_to(out, "{}{}\n", kIndent, finding.wrong);
+    fmt::format_to(out, "{:<8} {}: {}\n", Mark(finding.verdict), finding.title,
+                   Printable(finding.found));
+    if (!finding.wrong.empty()) fmt::format_to(out, "{}{}\n", kIndent, Printable(finding.wrong));
     if (!finding.advice.empty()) {
       fmt::format_to(out, "{}What to do: {}\n", kIndent, finding.advice);
     }
