@@ -4,6 +4,9 @@ if(MSVC)
   # Not /WX: no compiler of this family has seen all of this code yet.
   target_compile_options(zor_flags INTERFACE /W4 /permissive- /utf-8 /Zc:__cplusplus
                          /wd5030) # GNU attributes are skipped
+  # CMake's default, /EHsc, takes it that no extern "C" function throws: the handlers around the exports'
+  # bodies would be left out.
+  string(REPLACE "/EHsc" "/EHs" CMAKE_CXX_FLAGS "${CMAKE_CXX_FLAGS}")
 else()
   target_compile_options(
     zor_flags
@@ -15,6 +18,8 @@ else()
       $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes -Wmissing-prototypes>
       # A formatter's format is an argument; clang objects even where there is a va_list.
       $<$<CXX_COMPILER_ID:Clang>:-Wno-format-nonliteral>)
+  # For a file with classes of the system's interfaces, which have no virtual destructors.
+  set(ZOR_NO_VIRTUAL_DESTRUCTOR -Wno-non-virtual-dtor)
   # No path of the building machine in a binary.
   add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
 endif()
@@ -35,7 +40,13 @@ elseif(MSVC)
   # The compiler's and the C++ runtime are linked in; the Universal C Runtime is the system's own,
   # so that malloc and free are those of the application.
   set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
+  # Symbols for whoever reads a crash dump; a binary names its .pdb without the building machine's folder.
+  set(CMAKE_MSVC_DEBUG_INFORMATION_FORMAT ProgramDatabase)
+  # Both kinds of protection are this family's alone: Debian's libstdc++ is not built for them.
+  add_compile_options(/guard:cf)
   add_link_options(
+    /guard:cf /CETCOMPAT
+    /DEBUG /OPT:REF /OPT:ICF /PDBALTPATH:%_PDB%
     /Brepro
     $<IF:$<CONFIG:Debug>,/NODEFAULTLIB:libucrtd.lib,/NODEFAULTLIB:libucrt.lib>
     $<IF:$<CONFIG:Debug>,/DEFAULTLIB:ucrtd.lib,/DEFAULTLIB:ucrt.lib>)
@@ -70,7 +81,23 @@ if(ZOR_FUZZ)
                       -fsanitize-coverage-ignorelist=${PROJECT_SOURCE_DIR}/fuzz/not_counted.txt)
 endif()
 
-if(ZOR_COVERAGE)
+if(ZOR_COVERAGE AND NOT WIN32)
   add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
   add_link_options(-fprofile-instr-generate)
 endif()
+
+# Counts what runs of Windows' half of the library, with GCC: Debian has clang's counters for Linux only.
+# The rest is counted natively.
+function(zor_count_windows_half target)
+  if(ZOR_COVERAGE AND MINGW)
+    target_compile_options(${target} PRIVATE --coverage -O0)
+    target_link_options(${target} PUBLIC --coverage)
+    get_target_property(type ${target} TYPE)
+    if(type STREQUAL "SHARED_LIBRARY")
+      set(writer "${PROJECT_SOURCE_DIR}/cmake/count_to_the_end.cpp")
+      target_sources(${target} PRIVATE "${writer}")
+      set_source_files_properties("${writer}" PROPERTIES COMPILE_OPTIONS -Wno-prio-ctor-dtor)
+      target_link_options(${target} PRIVATE -Wl,--wrap=__gcov_exit)
+    endif()
+  endif()
+endfunction()

@@ -1,0 +1,4 @@
+/// Wine has this header's contents under another name.
+#pragma once
+
+#include <wbemcli.h>
