@@ -1,16 +1,18 @@
 #!/usr/bin/env python3
-"""Breaks the product in deliberate ways and shows that the native tests notice every one.
+"""Breaks the product in deliberate ways and shows that the tests notice every one.
 
-usage: scripts/mutate.py [--check] [--area AREA]... [--jobs N]
+usage: scripts/mutate.py [--help] [--check] [OPTION]...
 
-Works in copies of the tree below build/mutation; the tree itself is not touched. Prints a table,
-and fails when a mistake survives, or no longer applies because the product has changed: then
-mend its entry in scripts/mutations.py.
+The native tests look at the mistakes in the portable half, the tests under Wine at those in Windows'
+half. Works in copies of the tree below build/mutation; the tree itself is not touched. Prints a
+verdict for each mistake and a table, and fails when a mistake survives that scripts/mutations.py gives
+no reason for, when one is noticed in spite of its reason, or when one no longer applies because the
+product has changed: then change its entry in scripts/mutations.py.
 """
 
 import argparse
-import collections
 import concurrent.futures
+import dataclasses
 import os
 import pathlib
 import queue
@@ -21,43 +23,202 @@ import threading
 import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
-from mutations import MUTATIONS  # noqa: E402
+from mutations import MUTATIONS, WINDOWS_MUTATIONS  # noqa: E402
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutation"
-TIME_LIMIT = 60  # of one test program, in seconds; a mistake that makes it hang is noticed, too
+NATIVE, WINDOWS = "native", "windows"
+WHERE = {NATIVE: "natively", WINDOWS: "under Wine"}
+# A program that says nothing for so many seconds hangs, which notices the mistake. The limit for
+# Windows' half is generous: one of its tests loads the library a thousand times.
+SILENCE = {NATIVE: 60, WINDOWS: 180}
 
-# The programs that look at a folder's mistakes first. Those that are left look at what they miss.
+# The programs that look at a folder's, or at a file's, mistakes first. The others look at what those miss.
 FIRST = {
-    "calls": ["unit_calls", "unit_allocations"],
-    "discovery": ["unit_discovery"],
-    "interface": ["unit_interface", "unit_discovery"],
-    "messages": ["unit_messages", "golden_requests_test"],
-    "notify": ["unit_notify"],
-    "transport": ["unit_transport", "unit_calls", "unit_allocations"],
+    "src/calls/": ["behaviour", "unit_calls", "unit_allocations"],
+    "src/discovery/": ["unit_discovery"],
+    "src/messages/": ["unit_messages", "golden_requests_test"],
+    "src/notify/": ["unit_notify", "behaviour"],
+    "src/transport/": ["unit_transport", "behaviour", "unit_calls", "unit_allocations"],
+    "src/interface/load.cpp": ["zor_fault_tests", "zor_lifecycle_tests"],
+    "src/interface/dll_main.cpp": ["zor_fault_tests", "zor_lifecycle_tests"],
+    "src/platform/win32/runtime_": ["zor_fault_tests", "hostile_memory"],
+    "src/interface/": ["unit_interface", "unit_discovery"],
 }
+WINDOWS_PROGRAMS = ["zor_system_call_tests", "zor_platform_tests", "zor_fault_tests", "zor_search_process_tests",
+                    "zor_discovery_tests", "zor_pipe_tests", "zor_lifecycle_tests", "hostile_memory"]
 
 # What the public header promises is checked by compiling.
-BY_COMPILING = ["zor_abi_layout_c99", "zor_abi_layout_cxx20"]
+BY_COMPILING = {NATIVE: ["zor_abi_layout_c99", "zor_abi_layout_cxx20"], WINDOWS: []}
 
-Mutation = collections.namedtuple("Mutation", "area file old new")
-Verdict = collections.namedtuple("Verdict", "kind detail seconds")
+
+@dataclasses.dataclass(frozen=True)
+class Mutation:
+    half: str
+    area: str
+    file: str
+    old: str
+    new: str
+    reason: str = ""  # why no test can notice it
+
+
+@dataclasses.dataclass(frozen=True)
+class Verdict:
+    kind: str
+    detail: str
+    seconds: float
+
+    @property
+    def good(self):
+        return self.kind in ("noticed", "explained")
 
 
 def run(command, log, **options):
     return subprocess.run(command, stdin=subprocess.DEVNULL, stdout=log, stderr=log, check=False, **options)
 
 
-class Copy:
-    """A copy of the tree with its own build."""
+def run_until_silent(command, output, silence, **options):
+    """The command's exit status; None when it was ended because its output stood still for so long."""
+    with subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=output, stderr=output, **options) as process:
+        size, since = -1, time.monotonic()
+        while True:
+            try:
+                return process.wait(timeout=0.5)
+            except subprocess.TimeoutExpired:
+                pass
+            if os.fstat(output.fileno()).st_size != size:
+                size, since = os.fstat(output.fileno()).st_size, time.monotonic()
+            elif time.monotonic() - since > silence:
+                process.kill()
+                return None
 
-    def __init__(self, number):
-        self.tree = WORK / f"tree{number}"
-        self.build = WORK / f"build{number}"
-        self.log_path = WORK / f"log{number}.txt"
+
+class NativeBuild:
+    """The native test programs, built from a copy of the tree."""
+
+    half = NATIVE
+    # Mistakes may well earn warnings; those are not what is tested here.
+    options = ["-DCMAKE_BUILD_TYPE=", "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_C_FLAGS=-w"]
+    started_by = ()
+    environment = None
+
+    def __init__(self, tree, number):
+        self.tree = tree
+        self.folder = WORK / f"{self.half}{number}"
+        self.log_path = WORK / f"{self.half}{number}.log"
         self.log = open(self.log_path, "w+", encoding="utf-8", errors="replace")
+        self.programs = self.find_programs()
+
+    def find_programs(self):
+        """The unit tests, the behaviour suite and the pinned requests."""
+        found = re.findall(r"^zor_unit_test\((\w+)", (self.tree / "tests/unit/CMakeLists.txt").read_text(), re.M)
+        return [f"unit_{folder}" for folder in found] + ["behaviour", "unit_allocations", "golden_requests_test"]
 
     def prepare(self):
+        done = run(["cmake", "-G", "Ninja", "-S", self.tree, "-B", self.folder, *self.options], self.log)
+        if done.returncode != 0:
+            raise SystemExit(f"mutate: configuring failed, see {self.log_path}")
+        if not self.make(self.programs):
+            raise SystemExit(f"mutate: the tests cannot be built, see {self.log_path}")
+        for program in self.programs:
+            broken = self.test(program)
+            if broken:
+                raise SystemExit(f"mutate: a test fails without any mistake: {broken}")
+
+    def make(self, targets):
+        return run(["ninja", "-C", self.folder, "-j1", *targets], self.log).returncode == 0
+
+    def end(self):
+        """After everything."""
+
+    def test(self, program):
+        """What the program has to object to; nothing when it passes."""
+        status, text = self.start(program, program)
+        if status == 0:
+            return None
+        if status is None:
+            return f"{program}: does not end"
+        failed = re.findall(r"\[  FAILED  \] ([\w./]+)", text)
+        return f"{program}: {failed[0] if failed else f'ends with {status}'}"
+
+    def start(self, program, file):
+        """Runs a program to its end: its exit status, and what it wrote."""
+        path = self.folder / f"{program}.txt"
+        with open(path, "w+", encoding="utf-8", errors="replace") as output:
+            status = run_until_silent([*self.started_by, self.folder / "bin" / file, "--gtest_fail_fast"], output,
+                                      SILENCE[self.half], cwd=self.folder, env=self.environment)
+        return status, path.read_text(encoding="utf-8", errors="replace")
+
+
+class WindowsBuild(NativeBuild):
+    """The built library and its test programs, each copy's in a Wine prefix of its own."""
+
+    half = WINDOWS
+
+    def __init__(self, tree, number):
+        super().__init__(tree, number)
+        # The build as it is released: the optimizer makes some mistakes worse.
+        self.options = [f"-DCMAKE_TOOLCHAIN_FILE={tree}/cmake/toolchain-mingw64-ucrt.cmake",
+                        "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG -w",
+                        "-DCMAKE_C_FLAGS_RELEASE=-O2 -DNDEBUG -w"]
+        self.prefix = WORK / f"prefix{number}"
+        self.environment = os.environ | {"WINEPREFIX": str(self.prefix), "WINEDEBUG": "-all",
+                                         "WINEDLLOVERRIDES": "mscoree,mshtml=;winemenubuilder.exe=d;winedbg.exe=d"}
+        self.started_by = [wine_tool("wine64")]
+
+    def find_programs(self):
+        return WINDOWS_PROGRAMS
+
+    def make(self, targets):
+        return super().make([*targets, "wine_anchor"])
+
+    def prepare(self):
+        self.end()
+        run([*self.started_by, "wineboot", "--init"], subprocess.DEVNULL, env=self.environment)
+        super().prepare()
+
+    def end(self):
+        """Ends all that runs in the prefix."""
+        if self.prefix.exists():
+            run([wine_tool("wineserver64"), "--kill", "--wait"], subprocess.DEVNULL, env=self.environment)
+
+    def test(self, program):
+        # One idle process keeps Wine up, so that the tests start at once; one that is there is enough.
+        with subprocess.Popen([*self.started_by, self.folder / "bin" / "wine_anchor.exe"], env=self.environment,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as anchor:
+            try:
+                return super().test(program)
+            finally:
+                anchor.kill()
+
+    def start(self, program, file):
+        # Wine now and then ends in silence before the program has begun, and a signal is from outside: neither is
+        # a test's verdict.
+        for _ in range(5):
+            status, text = super().start(program, f"{file}.exe")
+            if status in (0, None) or (status > 0 and "[==========]" in text):
+                break
+        if status not in (0, 1):
+            self.end()  # what it has left behind
+        return status, text
+
+
+def wine_tool(name):
+    """Debian keeps the real binaries here; the wrapper on the path asks for the 32-bit half."""
+    path = pathlib.Path("/usr/lib/wine") / name
+    return str(path) if path.exists() else name.removesuffix("64")
+
+
+class Copy:
+    """A copy of the tree, with a build for each half that is asked for."""
+
+    def __init__(self, number, halves):
+        self.tree = WORK / f"tree{number}"
+        self.fill()
+        kinds = {NATIVE: NativeBuild, WINDOWS: WindowsBuild}
+        self.builds = {half: kinds[half](self.tree, number) for half in halves}
+
+    def fill(self):
         names = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
                                cwd=ROOT, check=True, capture_output=True).stdout.split(b"\0")
         for name in filter(None, names):
@@ -69,81 +230,129 @@ class Copy:
             if not target.exists() or target.read_bytes() != content:
                 target.parent.mkdir(parents=True, exist_ok=True)
                 target.write_bytes(content)
-        # Mistakes may well earn warnings; those are not what is tested here.
-        done = run(["cmake", "-G", "Ninja", "-S", self.tree, "-B", self.build, "-DCMAKE_BUILD_TYPE=",
-                    "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_C_FLAGS=-w"], self.log)
-        if done.returncode != 0:
-            raise SystemExit(f"mutate: configuring failed, see {self.log_path}")
-
-    def make(self, targets):
-        return run(["ninja", "-C", self.build, "-j1", *targets], self.log).returncode == 0
-
-    def test(self, program):
-        """What the program has to object to; nothing when it passes."""
-        with open(self.build / f"{program}.txt", "w+", encoding="utf-8", errors="replace") as output:
-            try:
-                status = run([self.build / "bin" / program, "--gtest_fail_fast", "--gtest_brief=1"],
-                             output, timeout=TIME_LIMIT, cwd=self.build).returncode
-            except subprocess.TimeoutExpired:
-                return f"{program}: does not end"
-            if status == 0:
-                return None
-            output.seek(0)
-            failed = re.findall(r"\[  FAILED  \] ([\w./]+)", output.read())
-            return f"{program}: {failed[0] if failed else f'ends with {status}'}"
-
-
-def programs(tree):
-    """The test programs: the unit tests and the pinned requests."""
-    found = re.findall(r"^zor_unit_test\((\w+)", (tree / "tests/unit/CMakeLists.txt").read_text(), re.M)
-    return [f"unit_{folder}" for folder in found] + ["unit_allocations", "golden_requests_test"]
 
 
 def occurrences(mutation, tree):
     """How often the text that a mistake replaces occurs: once, or the entry is stale."""
-    return (tree / mutation.file).read_text(encoding="utf-8").count(mutation.old)
+    path = tree / mutation.file
+    return path.read_text(encoding="utf-8").count(mutation.old) if path.exists() else 0
 
 
-def try_mutation(copy, mutation, everything):
+def order(mutation, programs):
+    """The programs, those that look first in front."""
+    first = next((names for place, names in FIRST.items() if mutation.file.startswith(place)), [])
+    first = [name for name in first if name in programs]
+    return first + [name for name in programs if name not in first]
+
+
+def look(build, mutation):
+    """What the tests make of a mistake that has been made."""
+    for program in order(mutation, build.programs):
+        if not build.make([program]):
+            return "STALE", f"does not compile, see {build.log_path}"
+        noticed = build.test(program)
+        if noticed:
+            return ("noticed", noticed) if not mutation.reason else ("NOT SO", f"it has a reason, but: {noticed}")
+    targets = BY_COMPILING[mutation.half]
+    if targets and not build.make(targets):  # though everything else does compile
+        return "noticed", f"{targets[0]}: does not compile"
+    return ("explained", "by its reason") if mutation.reason else ("SURVIVED", "")
+
+
+def try_mutation(copy, mutation):
     begin = time.monotonic()
-
-    def verdict(kind, detail):
-        return Verdict(kind, detail, time.monotonic() - begin)
-
     path = copy.tree / mutation.file
-    original = path.read_text(encoding="utf-8")
     if occurrences(mutation, copy.tree) != 1:
-        return verdict("STALE", f"the old text occurs {occurrences(mutation, copy.tree)} times")
+        return Verdict("STALE", f"the old text occurs {occurrences(mutation, copy.tree)} times", 0)
+    original = path.read_text(encoding="utf-8")
     try:
         path.write_text(original.replace(mutation.old, mutation.new), encoding="utf-8")
-        first = [name for name in FIRST[mutation.file.split("/")[0]] if name in everything]
-        for program in first + [name for name in everything if name not in first]:
-            if not copy.make([program]):
-                return verdict("STALE", f"does not compile, see {copy.log_path}")
-            noticed = copy.test(program)
-            if noticed:
-                return verdict("noticed", noticed)
-        if not copy.make(BY_COMPILING):  # though everything else does compile
-            return verdict("noticed", f"{BY_COMPILING[0]}: does not compile")
-        return verdict("SURVIVED", "")
+        kind, detail = look(copy.builds[mutation.half], mutation)
+        return Verdict(kind, detail, time.monotonic() - begin)
     finally:
         path.write_text(original, encoding="utf-8")
 
 
+def campaign(mutations, jobs, programs):
+    """The verdict on each mistake, printed as it comes; only of these programs, if any are given."""
+    halves = list(dict.fromkeys(mutation.half for mutation in mutations))
+    WORK.mkdir(parents=True, exist_ok=True)
+    copies = [Copy(number, halves) for number in range(jobs)]
+    builds = [build for copy in copies for build in copy.builds.values()]
+    for build in builds:
+        build.programs = [name for name in build.programs if programs is None or name in programs]
+    free = queue.SimpleQueue()
+    for copy in copies:
+        free.put(copy)
+    lock = threading.Lock()
+
+    def work(mutation):
+        copy = free.get()
+        try:
+            verdict = try_mutation(copy, mutation)
+        finally:
+            free.put(copy)
+        with lock:
+            change = " ".join(mutation.new.split())[:60] or "(removed)"
+            print(f"{verdict.kind:9} {verdict.seconds:5.1f} s  {mutation.area:16} {mutation.file}: {change}"
+                  f"  <- {verdict.detail}", file=sys.stderr, flush=True)
+        return verdict
+
+    try:
+        with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+            for done in [pool.submit(build.prepare) for build in builds]:
+                done.result()
+            return list(pool.map(work, mutations))
+    finally:
+        for build in builds:
+            build.end()
+
+
+def rows(mutations, verdicts):
+    """The table's rows: what was tried, how often, and how many of those were lost."""
+    for half, area in dict.fromkeys((mutation.half, mutation.area) for mutation in mutations):
+        of_area = [(mutation, verdict) for mutation, verdict in zip(mutations, verdicts)
+                   if (mutation.half, mutation.area) == (half, area)]
+        for explained, title in ((False, "deliberate mistakes in"), (True, "mistakes that nothing can notice, in")):
+            good = [verdict.good for mutation, verdict in of_area if bool(mutation.reason) == explained]
+            if good:
+                yield f'| {title} "{area}", {WHERE[half]} | {len(good)} | {good.count(False)} |'
+
+
+def selected(arguments):
+    everything = ([Mutation(NATIVE, *entry) for entry in MUTATIONS] +
+                  [Mutation(WINDOWS, *entry) for entry in WINDOWS_MUTATIONS])
+    unknown = set(arguments.area or ()) - {mutation.area for mutation in everything}
+    if unknown:
+        raise SystemExit(f"mutate: there is no area {', '.join(unknown)}")
+    return [mutation for mutation in everything
+            if arguments.half in (None, mutation.half)
+            and (not arguments.area or mutation.area in arguments.area)
+            and (not arguments.file or any(text in mutation.file for text in arguments.file))]
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n", maxsplit=1)[0])
+    parser.add_argument("--half", choices=[NATIVE, WINDOWS], help="only the mistakes of this half")
     parser.add_argument("--area", action="append", help="only the mistakes of this area, and of others so named")
+    parser.add_argument("--file", action="append", help="only those in files that have this in their path")
+    parser.add_argument("--program", action="append", help="only this test program looks, and others so named")
     parser.add_argument("--jobs", type=int, default=os.environ.get("JOBS") or min(2, os.cpu_count() or 1),
                         help="copies at work; the environment's JOBS, or two")
     parser.add_argument("--check", action="store_true",
                         help="try nothing, only see that every mistake can be made")
+    parser.add_argument("--unseen", action="store_true",
+                        help="try nothing, only list the mistakes that nothing can notice, with their reasons")
+    parser.add_argument("--rows", action="store_true", help="print the rows of the campaign's table, not a table")
     arguments = parser.parse_args()
-    mutations = [Mutation(*entry) for entry in MUTATIONS
-                 if arguments.area is None or entry[0] in arguments.area]
-    unknown = set(arguments.area or ()) - {mutation.area for mutation in mutations}
-    if unknown:
-        raise SystemExit(f"mutate: there is no area {', '.join(unknown)}")
+    mutations = selected(arguments)
 
+    if arguments.unseen:
+        for mutation in filter(lambda mutation: mutation.reason, mutations):
+            change = " ".join(mutation.new.split()) or "(removed)"
+            print(f"- `{pathlib.Path(mutation.file).name}`, `{' '.join(mutation.old.split())}` becomes `{change}`:\n"
+                  f"  {mutation.reason}")
+        return 0
     if arguments.check:
         stale = [mutation for mutation in mutations if occurrences(mutation, ROOT) != 1]
         for mutation in stale:
@@ -151,50 +360,14 @@ def main():
         print(f"mutations: {len(mutations)}, of which {len(stale)} no longer apply")
         return 1 if stale else 0
 
-    WORK.mkdir(parents=True, exist_ok=True)
-    everything = programs(ROOT)
-    copies = [Copy(number) for number in range(arguments.jobs)]
-    for copy in copies:
-        copy.prepare()
-
-    free = queue.SimpleQueue()
-
-    def build(copy):
-        if not copy.make(everything):
-            raise SystemExit(f"mutate: the tests cannot be built, see {copy.log_path}")
-        for program in everything:
-            broken = copy.test(program)
-            if broken:
-                raise SystemExit(f"mutate: a test fails without any mistake: {broken}")
-        free.put(copy)
-
-    lock = threading.Lock()
-
-    def work(mutation):
-        copy = free.get()
-        try:
-            verdict = try_mutation(copy, mutation, everything)
-        finally:
-            free.put(copy)
-        with lock:
-            change = " ".join(mutation.new.split())[:60] or "(removed)"
-            print(f"{verdict.kind:9} {verdict.seconds:5.1f} s  {mutation.area:16} {mutation.file}: {change}"
-                  f"  <- {verdict.detail}", flush=True)
-        return verdict
-
-    with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
-        for done in [pool.submit(build, copy) for copy in copies]:
-            done.result()
-        verdicts = list(pool.map(work, mutations))
-
-    print()
-    print(f"{'area':18}{'tried':>7}{'noticed':>9}")
-    for area in dict.fromkeys(mutation.area for mutation in mutations):
-        kinds = [verdict.kind for mutation, verdict in zip(mutations, verdicts) if mutation.area == area]
-        print(f"{area:18}{len(kinds):7}{kinds.count('noticed'):9}")
-    noticed = sum(verdict.kind == "noticed" for verdict in verdicts)
-    print(f"\nmutations: {len(verdicts)} tried, {noticed} noticed")
-    return 0 if noticed == len(verdicts) else 1
+    verdicts = campaign(mutations, arguments.jobs, arguments.program)
+    if not arguments.rows:
+        print("\n| what was tried | how often | lost |\n|---|---:|---:|")
+    print("\n".join(rows(mutations, verdicts)))
+    if not arguments.rows:
+        kinds = [verdict.kind for verdict in verdicts]
+        print(f"\nmutations: {len(kinds)} tried, {kinds.count('noticed')} noticed, {kinds.count('explained')} explained")
+    return 0 if all(verdict.good for verdict in verdicts) else 1
 
 
 if __name__ == "__main__":
