@@ -15,6 +15,7 @@
 #include "bench/support/rotation.h"
 #include "bench/support/server_process.h"
 #include "tests/integration/support/loaded_library.h"
+#include "tests/integration/support/server_end.h"
 
 namespace zor::bench {
 namespace {

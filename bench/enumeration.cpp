@@ -20,6 +20,7 @@
 #include "tests/integration/discovery/machine.h"
 #include "tests/integration/discovery/wmi_stand_in.h"
 #include "tests/integration/support/loaded_library.h"
+#include "tests/integration/support/server_end.h"
 
 namespace zor::bench {
 namespace {

@@ -21,6 +21,7 @@
 #include "bench/support/server_process.h"
 #include "bench/support/signal.h"
 #include "tests/integration/support/loaded_library.h"
+#include "tests/integration/support/server_end.h"
 
 namespace zor::bench {
 namespace {

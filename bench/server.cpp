@@ -19,6 +19,7 @@
 #include "bench/support/rotation.h"
 #include "bench/support/server_process.h"
 #include "bench/support/signal.h"
+#include "tests/integration/support/server_end.h"
 
 namespace {
 

@@ -16,15 +16,17 @@ foreach(part strings streams regex filesystem)
   zor_bench_variant(${part} load/${part}.cpp)
 endforeach()
 
-zor_bench_variant(thread load/thread.cpp "${PROJECT_SOURCE_DIR}/platform/win32/thread.cpp")
-target_include_directories(variant_thread PRIVATE "${PROJECT_SOURCE_DIR}")
+zor_bench_variant(thread load/thread.cpp "${PROJECT_SOURCE_DIR}/src/platform/win32/thread.cpp"
+                  "${PROJECT_SOURCE_DIR}/src/interface/dll_main.cpp")
+target_include_directories(variant_thread PRIVATE "${PROJECT_SOURCE_DIR}/src")
 
 # --- the library's own objects, linked otherwise
 set(rest $<TARGET_OBJECTS:zor_core> $<TARGET_OBJECTS:zor_messages>
          $<TARGET_OBJECTS:zor_unloadable_runtime>)
 set(platform $<TARGET_OBJECTS:zor_platform>)
-set(entry "${PROJECT_SOURCE_DIR}/interface/load.cpp"
-          "${PROJECT_SOURCE_DIR}/interface/zor_interface.def")
+set(entry "${PROJECT_SOURCE_DIR}/src/interface/dll_main.cpp"
+          "${PROJECT_SOURCE_DIR}/src/interface/load.cpp"
+          "${PROJECT_SOURCE_DIR}/src/interface/zor_interface.def")
 
 function(zor_bench_relinked name)
   zor_bench_variant(${name} ${entry} ${ARGN})
@@ -52,7 +54,7 @@ endforeach()
 function(zor_bench_recompiled name)
   zor_bench_relinked(${name} ${sources})
   # Whose definition for this one file counts where the file is compiled only.
-  set_source_files_properties("${PROJECT_SOURCE_DIR}/platform/win32/format.cpp"
+  set_source_files_properties("${PROJECT_SOURCE_DIR}/src/platform/win32/format.cpp"
                               PROPERTIES COMPILE_DEFINITIONS _UCRT)
   target_compile_options(variant_${name} PRIVATE ${ARGN})
   target_link_options(variant_${name} PRIVATE ${ARGN})

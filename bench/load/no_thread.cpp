@@ -12,6 +12,5 @@ Thread* StartThread(void (* /*routine*/)(void*), void* /*argument*/) noexcept {
 bool IsCurrentThread(const Thread* /*thread*/) noexcept { return false; }
 bool JoinThread(Thread* /*thread*/) noexcept { return true; }
 void Sleep(std::uint32_t /*milliseconds*/) noexcept {}
-bool ProcessIsEnding() noexcept { return false; }
 
 }  // namespace zor::platform

@@ -2,6 +2,8 @@
 // does nothing else: the least that a listener costs.
 #include "platform/thread.h"
 
+#include "platform/process.h"
+
 namespace {
 
 struct Started {

@@ -13,6 +13,9 @@
 namespace zor::platform {
 
 void* HeapAllocate(std::size_t size) noexcept { return std::malloc(size); }
+void* HeapAllocateZeroed(std::size_t count, std::size_t size) noexcept {
+  return std::calloc(count, size);
+}
 void HeapFree(void* block) noexcept { std::free(block); }
 
 int FormattedLength(const char* /*format*/, std::va_list /*arguments*/) noexcept { return 0; }
@@ -53,6 +56,8 @@ std::uint32_t GetEnvironment(const wchar_t* /*name*/, std::span<wchar_t> /*buffe
 }
 
 bool SetLibraryDirectory(const wchar_t* /*directory*/) noexcept { return false; }
+std::uint32_t ThreadErrorMode() noexcept { return 0; }
+void SetThreadErrorMode(std::uint32_t /*mode*/) noexcept {}
 LoadModuleResult LoadModule(const wchar_t* /*path*/) noexcept { return {.error = 2}; }
 EntryPoint FindEntryPoint(Module* /*module*/, const char* /*name*/) noexcept { return nullptr; }
 void ReleaseModule(Module* /*module*/) noexcept {}

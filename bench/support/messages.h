@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "messages/request.h"
-#include "tests/integration/support/wire.h"
+#include "tests/kit/messages.h"
 
 namespace zor::bench {
 
@@ -18,7 +18,9 @@ using testing::Bytes;
   return {builder.GetBufferPointer(), builder.GetBufferPointer() + builder.GetSize()};
 }
 
-[[nodiscard]] inline Bytes InfoReply() { return testing::InfoReply(1, 2, 3, 4); }
+[[nodiscard]] inline Bytes InfoReply() {
+  return testing::Build(testing::Reply{.server_info = messages::ServerInfo(1, 2, 3, 4)});
+}
 
 /// As many algorithms as a server is likely to have.
 [[nodiscard]] inline std::vector<std::string> ServerNames() {
@@ -29,12 +31,12 @@ using testing::Bytes;
 
 [[nodiscard]] inline Bytes NamesReply() {
   const auto names = ServerNames();
-  return testing::EnumReply(static_cast<std::uint32_t>(names.size()), names);
+  return testing::Build(testing::ListOf(names));
 }
 
 /// A notification with a text, as long as most.
 [[nodiscard]] inline Bytes Notification() {
-  return testing::Build({.type = 5, .value = 1, .text = "text"});
+  return testing::Build(testing::Notification{.type = 5, .value = 1, .text = "text"});
 }
 
 }  // namespace zor::bench
