@@ -20,8 +20,8 @@ say "Building the manual"
 version=$(sed -n 's/^ *VERSION \([0-9.]*\)$/\1/p' CMakeLists.txt)
 rm -rf build/docs
 python3 -B docs/manual/stage_pages.py build/docs/pages
-# The C header is complete: every parameter, every result. The C++ one leaves them to it.
-manual "INPUT = interface/zor_interface.h" "WARN_NO_PARAMDOC = YES" "HTML_OUTPUT = checked"
+# The C headers are complete: every parameter, every result. The C++ one leaves them to it.
+manual "INPUT = src/interface/zor_interface.h src/interface/zor_result.h src/interface/zor_loader.h" "WARN_NO_PARAMDOC = YES" "HTML_OUTPUT = checked"
 manual "PROJECT_NUMBER = $version"
 python3 -B docs/manual/check_html.py build/docs/html
 say "The manual: build/docs/html/index.html"

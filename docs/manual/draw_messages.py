@@ -84,7 +84,7 @@ def main():
     parser.add_argument("--check", action="store_true")
     options = parser.parse_args()
 
-    types = message_layout.read_schema((ROOT / "messages/zor_messages.fbs").read_text())
+    types = message_layout.read_schema((ROOT / "src/messages/zor_messages.fbs").read_text())
     stale = []
     for name, (source, title) in MESSAGES.items():
         data = bytes.fromhex((ROOT / source).read_text())

@@ -17,7 +17,8 @@ import sys
 from markdown import CODE, HEADING, LINK, is_local, lines_of, resolve, slug
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-REFERENCE = ["interface/zor_interface.h", "interface/zor.hpp"]
+REFERENCE = ["src/interface/zor_interface.h", "src/interface/zor_result.h",
+             "src/interface/zor_loader.h", "src/interface/zor.hpp"]
 
 
 def title_of(path):

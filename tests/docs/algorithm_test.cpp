@@ -16,19 +16,24 @@ namespace {
 
 std::wstring Folder() { return std::wstring(ZOR_ALGORITHM_FOLDER); }
 
-TEST(ManualAlgorithm, IsRecognised) {
+struct IdObserver final : SearchObserver {
+  explicit IdObserver(std::vector<std::uint32_t>& seen) : ids(seen) {}
+  void SawLibrary(const LibraryQuery& query,
+                  const std::vector<std::wstring>& /*names*/) const override {
+    ids.push_back(query.algorithm_id);
+  }
+  std::vector<std::uint32_t>& ids;
+};
+
+TEST(ManualAlgorithm, IsRecognisedWithItsId) {
   const DiscoveryRules rules;
   DriverPackageInfo package;
   package.found = true;
   package.path = Folder();
-  EXPECT_EQ(ListLocalAlgorithms(rules.catalogue, rules.library_filter, package),
+  std::vector<std::uint32_t> ids;
+  EXPECT_EQ(ListLocalAlgorithms(rules.catalogue, rules.library_filter, package, IdObserver(ids)),
             std::vector<std::wstring>{L"general"});
-}
-
-TEST(ManualAlgorithm, AnswersWithItsId) {
-  const LibraryQuery query = QueryLibrary(Folder(), L"K270502.dll");
-  EXPECT_EQ(query.failed, LibraryStep::kDone);
-  EXPECT_EQ(query.algorithm_id, 0x2705U);
+  EXPECT_EQ(ids, std::vector<std::uint32_t>{0x2705});
 }
 
 TEST(ManualAlgorithm, WritesNoMoreThanTheRecordHas) {

@@ -15,7 +15,7 @@ import xml.etree.ElementTree
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "docs" / "manual"))
 import markdown
 
-PRODUCT = ["calls", "discovery", "interface", "messages", "notify", "platform", "transport"]
+PRODUCT = "src"
 
 
 def pages_of(root):
@@ -87,10 +87,9 @@ def log_texts(source):
 def check_log_texts(root):
     """The page tells of each text that the library can log, and of nothing else."""
     logged = set()
-    for folder in PRODUCT:
-        for path in sorted((root / folder).rglob("*")):
-            if path.suffix in (".cpp", ".h", ".c", ".hpp"):
-                logged |= set(log_texts(path.read_text(encoding="utf-8")))
+    for path in sorted((root / PRODUCT).rglob("*")):
+        if path.suffix in (".cpp", ".h", ".c", ".hpp"):
+            logged |= set(log_texts(path.read_text(encoding="utf-8")))
     if not logged:
         yield "the product's sources log nothing"
     told = []
@@ -105,7 +104,7 @@ def check_log_texts(root):
 
 
 def header(root):
-    text = page(root, "interface/zor_interface.h")
+    text = page(root, "src/interface/zor_interface.h")
     return re.sub(r"/\*.*?\*/", "", text, flags=re.DOTALL)
 
 
@@ -113,7 +112,7 @@ def check_results(root):
     """The page tells of each result that has a name, by its number."""
     results = re.findall(r"(ZOR_\w+) = (\d+)", header(root))
     if not results:
-        yield "interface/zor_interface.h: names no results"
+        yield "src/interface/zor_interface.h: names no results"
     told = [(name.strip("`"), number)
             for number, name, *_ in markdown.rows_of(page(root, "docs/troubleshooting.md"), "By result")]
     for name, number in results:
@@ -137,7 +136,7 @@ def check_ownership(root):
              if not any(re.search(rf"\b{name} \w+;", body) for body in records.values())]
     pointers = {(name, pointer) for name in whole for pointer in pointers_of(records, name)}
     if not pointers:
-        yield "interface/zor_interface.h: has no records with pointers"
+        yield "src/interface/zor_interface.h: has no records with pointers"
 
     told = set()
     record = None
@@ -155,11 +154,11 @@ def check_ownership(root):
 
 def check_catalogue(root):
     """The page has the file names of each algorithm of the catalogue, and no others."""
-    source = page(root, "discovery/algorithm_catalogue.cpp")
+    source = page(root, "src/discovery/algorithm_catalogue.cpp")
     catalogue = {name: [group.split("|") for group in re.split(r"[()]+", pattern) if group]
                  for name, pattern in re.findall(r'\{L"(\w+)", FileNames\(L"([^"]+)\.dll"\)\}', source)}
     if not catalogue:
-        yield "discovery/algorithm_catalogue.cpp: has no patterns"
+        yield "src/discovery/algorithm_catalogue.cpp: has no patterns"
     rows = markdown.rows_of(page(root, "docs/algorithm-library.md"), "What makes a file an algorithm library")
     told = {name.strip("`"): [re.findall(r"`(\w+)`", part) for part in files.split(" + ")]
             for name, files in rows}

@@ -100,10 +100,10 @@ GOOD_TREE = {
     "docs/troubleshooting.md": TROUBLESHOOTING,
     "docs/lifetimes.md": LIFETIMES,
     "docs/algorithm-library.md": ALGORITHMS,
-    "discovery/algorithm_catalogue.cpp": CATALOGUE,
+    "src/discovery/algorithm_catalogue.cpp": CATALOGUE,
     "docs/images/a.svg": '<svg xmlns="http://www.w3.org/2000/svg"><title>A</title></svg>',
-    "interface/zor_interface.h": HEADER,
-    "transport/connect.cpp": SOURCE,
+    "src/interface/zor_interface.h": HEADER,
+    "src/transport/connect.cpp": SOURCE,
     "build/notes.md": "[built](nowhere.md)",
 }
 
@@ -148,7 +148,7 @@ class CheckManual(unittest.TestCase):
         self.assertEqual(len(self.check("commands", {"dev": "exit 0\n"})), 2)
 
     def test_log_texts(self):
-        path = "transport/connect.cpp"
+        path = "src/transport/connect.cpp"
         self.expect_problem("log_texts", path, "}", '  Log("New\\n");\n}', 'does not tell of "New')
         self.expect_problem("log_texts", path, "}", '  Log(L"No end");\n}', 'does not tell of "No end"')
         self.expect_problem("log_texts", path, '  Check(result, L"Faild, 0x%08X\\n");\n', "", "does not log")
@@ -158,18 +158,18 @@ class CheckManual(unittest.TestCase):
 
     def test_results(self):
         self.expect_problem("results", "docs/troubleshooting.md", "| 0 |", "| 1 |", "ZOR_SUCCESS, 0")
-        self.expect_problem("results", "interface/zor_interface.h", "ZOR_SUCCESS = 0", "", "names no results")
+        self.expect_problem("results", "src/interface/zor_interface.h", "ZOR_SUCCESS = 0", "", "names no results")
 
     def test_ownership(self):
         self.expect_problem("ownership", "docs/lifetimes.md", "| | `name` | | | |\n", "", "who owns Blob.name")
         self.expect_problem("ownership", "docs/lifetimes.md", "`data`", "`data`, `size`", "has no pointer size")
-        self.expect_problem("ownership", "interface/zor_interface.h", "Payload event4;",
+        self.expect_problem("ownership", "src/interface/zor_interface.h", "Payload event4;",
                             "Payload event4;\n    Payload event5;", "who owns Event.event5.text")
 
     def test_catalogue(self):
         self.expect_problem("catalogue", "docs/algorithm-library.md", "`0C`", "`0D`", "general")
         self.assertEqual(len(self.check("catalogue", {
-            "discovery/algorithm_catalogue.cpp": CATALOGUE.replace("general", "private")})), 2)
+            "src/discovery/algorithm_catalogue.cpp": CATALOGUE.replace("general", "private")})), 2)
 
     def test_images(self):
         path = "docs/images/a.svg"

@@ -10,7 +10,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "docs" / "manual"))
 import message_layout
 
-TYPES = message_layout.read_schema((ROOT / "messages/zor_messages.fbs").read_text())
+TYPES = message_layout.read_schema((ROOT / "src/messages/zor_messages.fbs").read_text())
 PINNED = sorted((ROOT / "tests/golden/requests").glob("*.hex"))
 SHOWN = sorted((ROOT / "docs/diagrams").glob("*.hex"))
 
