@@ -23,8 +23,9 @@ constexpr std::uint32_t kReconnectPauseMs = 1;
 
 class NotifyListener {
  public:
+  // An initialiser of the event would set the first member of its union only, and no padding.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
   explicit NotifyListener(RpcClient& client) noexcept : client_(client), channel_(*client.notify) {
-    // An initialiser sets the first member of the union only, and no padding.
     std::memset(&event_, 0, sizeof(event_));
   }
 
