@@ -1,7 +1,7 @@
-"""What is linked into the programs: licence texts, and a bill of materials in SPDX 2.3.
+"""What others have made of the package: licence texts, and a bill of materials in SPDX 2.3.
 
-components.json says what is linked into which program; versions and licence texts are those of the
-Debian packages that the build used.
+components.json says what is linked into which program and copied into which folder; versions and
+licence texts are those of the Debian packages that the build used.
 """
 
 import hashlib
@@ -26,24 +26,26 @@ def debian_package(name):
 
 
 def used_components(package):
-    """The components that are in one of the package's programs."""
+    """The components that are in one of the package's programs or folders."""
     programs = {path.name for path in (package / "bin").iterdir()}
+    folders = {path.name for path in package.iterdir()}
     components = json.loads((pathlib.Path(__file__).parent / "components.json").read_text())
     for component in components:
-        component["programs"] = [name for name in component["linked_into"] if name in programs]
-    return [component for component in components if component["programs"]]
+        component["programs"] = [name for name in component.get("linked_into", []) if name in programs]
+        component["folders"] = [name for name in component.get("copied_into", []) if name in folders]
+    return [component for component in components if component["programs"] or component["folders"]]
 
 
 def add_licenses(package, components):
     folder = package / "licenses"
     folder.mkdir()
-    lines = ["What is linked into the programs of this package, beside its own code (../LICENSE).",
+    lines = ["What the programs and the manual of this package contain beside its own (../LICENSE).",
              "Each file is the one that Debian distributes with the package.", ""]
     for component in components:
         shutil.copyfile(f"/usr/share/doc/{component['package']}/copyright",
                         folder / f"{component['package']}.txt")
         lines += [f"{component['name']} ({component['license']})",
-                  f"  in {', '.join(component['programs'])}",
+                  f"  in {', '.join(component['programs'] + component['folders'])}",
                   f"  see {component['package']}.txt"]
         for text in component["common_licenses"]:
             shutil.copyfile(f"/usr/share/common-licenses/{text}", folder / f"{text}.txt")
@@ -115,6 +117,8 @@ def spdx_document(package, description, date, components):
                      identifier("Package", component["package"]))
         for component in components for program in component["programs"]
     ]
+    relationships += [relationship(product, "CONTAINS", identifier("Package", component["package"]))
+                      for component in components if component["folders"]]
     licence_text = (package / "licenses" / "mingw-w64-x86-64-dev.txt").read_text("utf-8")
     return {
         "spdxVersion": "SPDX-2.3",

@@ -16,6 +16,7 @@ import tempfile
 
 import archive
 import bill_of_materials
+import manual
 
 EARLIEST = 315532800  # 1980, where the time stamps of a zip file begin
 
@@ -47,6 +48,7 @@ def make(build, output):
         for name in ("lib/ZorInterface.lib", "lib/libZorInterface.dll.a"):
             if not (package / name).exists():
                 raise SystemExit(f"make_package: {name} is missing; is llvm-dlltool installed?")
+        manual.add(package)
         bill_of_materials.add(package, description, date)
         archive.write_sums(package)
         made.append(archive.write_zip(package, output / f"{title}.zip", date))

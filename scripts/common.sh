@@ -7,7 +7,7 @@ build_packages=(
   flatbuffers-compiler libflatbuffers-dev nlohmann-json3-dev libcli11-dev libfmt-dev googletest
 )
 # To make the package, and for the tests that use it as others would.
-package_packages=(llvm)
+package_packages=(llvm doxygen doxygen-awesome-css)
 test_packages=("${package_packages[@]}" clang lld pkgconf spin)
 lint_packages=(clang-format clang-tidy shellcheck cppcheck iwyu clang-19 lld-19 llvm-19 libc++-19-dev libwine-dev)
 fuzz_packages=(clang libclang-rt-14-dev)

@@ -8,6 +8,9 @@ import re
 import sys
 import urllib.parse
 
+# Out of these a page's own scripts make the navigation beside it.
+NAVIGATION = ("navtreedata.js", "menudata.js")
+
 
 class Page(html.parser.HTMLParser):
     """The targets, the anchors and the text of one page, the latter without code."""
@@ -58,11 +61,21 @@ def problems_of(folder):
                 problems.append(f"{name}: there is no {path}")
             elif url.fragment and path in pages and url.fragment not in pages[path].anchors:
                 problems.append(f"{name}: {path} has no {url.fragment}")
+    for name in NAVIGATION:
+        script = (folder / name).read_text() if (folder / name).exists() else ""
+        targets = re.findall(r'"([\w.-]+\.html)(?:#(\w+))?"', script)
+        if pages and not targets:
+            problems.append(f"{name}: has no links")
+        for path, anchor in targets:
+            if path not in pages:
+                problems.append(f"{name}: there is no {path}")
+            elif anchor and anchor not in pages[path].anchors:
+                problems.append(f"{name}: {path} has no {anchor}")
     return sorted(set(problems)), len(pages)
 
 
-def main():
-    problems, count = problems_of(pathlib.Path(sys.argv[1]))
+def main(folder):
+    problems, count = problems_of(folder)
     for problem in problems:
         print(problem)
     print(f"{count} pages, {len(problems)} problems")
@@ -70,4 +83,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(main(pathlib.Path(sys.argv[1])))

@@ -72,3 +72,28 @@ def rows_of(text, section):
         if inside and is_row and not is_rule and before.startswith("|"):
             yield [cell.strip() for cell in re.split(r"(?<!\\)\|", line.strip())[1:-1]]
         before = line.strip() if is_row else ""
+
+
+MAINTAINERS = "Changing it"
+
+
+def navigation(readme):
+    """The groups of the README's tables: (title, [page]). The heading above a table is its group."""
+    groups = []
+    heading = None
+    for line, is_text in lines_of(readme):
+        if is_text and HEADING.match(line):
+            heading = HEADING.match(line)[2]
+        row = re.match(r"\| *\[[^\]]*\]\(([^)#]+\.md)\) *\|", line) if is_text else None
+        if row:
+            if not groups or groups[-1][0] != heading:
+                groups.append((heading, []))
+            groups[-1][1].append(row[1])
+    return groups
+
+
+def user_pages(readme):
+    """The pages for who uses the library: those of the package's manual."""
+    groups = dict(navigation(readme))
+    groups.pop(MAINTAINERS)  # an error if it is missing: all would be taken for users' pages
+    return [page for pages in groups.values() for page in pages]

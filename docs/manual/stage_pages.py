@@ -2,23 +2,30 @@
 """Makes Doxygen's pages out of the tree's Markdown files, which are written for a code host.
 
 Links between files become references, so that Doxygen finds those that lead nowhere; a source file
-that is linked becomes a page of its own. The README is the main page, and its tables give the order
-of the others: a heading above a table is a group of the navigation.
+that is linked becomes a page of its own. The tables of the README give the order of the pages: a
+heading above a table is a group of the navigation. The main page is the README, or the package's.
 
-    stage_pages.py FOLDER      writes the pages, and a layout made from the tool's own
+    stage_pages.py FOLDER [--package]   writes the pages, and a layout made from the tool's own
+
+With --package only the pages for users are written, and none may link to anything else.
 """
 
+import argparse
 import pathlib
 import re
 import shutil
 import subprocess
 import sys
 
-from markdown import CODE, HEADING, LINK, is_local, lines_of, resolve, slug
+from markdown import (CODE, HEADING, LINK, is_local, lines_of, navigation, resolve, slug,
+                      user_pages)
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 REFERENCE = ["src/interface/zor_interface.h", "src/interface/zor_result.h",
              "src/interface/zor_loader.h", "src/interface/zor.hpp"]
+MAIN = {"README.md", "packaging/README.md"}
+# Source files that are in the package, so that its pages may link to them.
+PACKAGED = ("examples/", "simulator/scenarios/", "src/messages/zor_messages.fbs", "LICENSE")
 
 
 def title_of(path):
@@ -26,41 +33,32 @@ def title_of(path):
 
 
 def label_of(path):
-    return "index" if path == "README.md" else "page-" + re.sub(r"\W+", "-", path.removesuffix(".md")).lower()
-
-
-def navigation():
-    """The groups of the README's tables: (title, [page])."""
-    groups = []
-    heading = None
-    for line, is_text in lines_of((ROOT / "README.md").read_text()):
-        if not is_text:
-            continue
-        if HEADING.match(line):
-            heading = HEADING.match(line).group(2)
-        row = re.match(r"\| *\[[^\]]*\]\(([^)#]+\.md)\) *\|", line)
-        if row:
-            if not groups or groups[-1][0] != heading:
-                groups.append((heading, []))
-            groups[-1][1].append(row.group(1))
-    return groups
+    return "index" if path in MAIN else "page-" + re.sub(r"\W+", "-", path.removesuffix(".md")).lower()
 
 
 class Stage:
-    def __init__(self, folder):
+    def __init__(self, folder, package):
+        readme = (ROOT / "README.md").read_text()
+        users = user_pages(readme)
         self.folder = folder
-        self.waiting = ["README.md"]
+        self.main = "packaging/README.md" if package else "README.md"
+        self.groups = [(title, pages) for title, pages in navigation(readme)
+                       if not package or set(pages) <= set(users)]
+        self.allowed = set(users) if package else None
+        self.waiting = [self.main]
         self.known = set(self.waiting)
 
-    def need(self, path):
+    def need(self, path, page):
+        if self.allowed is not None and path not in self.allowed and not path.startswith(PACKAGED):
+            sys.exit(f"{page}: links to {path}, which is not in the package")
         if path not in self.known:
             self.known.add(path)
             self.waiting.append(path)
 
     def run(self):
-        for _, pages in navigation():
+        for _, pages in self.groups:
             for page in pages:
-                self.need(page)
+                self.need(page, self.main)
         while self.waiting:
             path = self.waiting.pop(0)
             text = self.page(path) if path.endswith(".md") else self.source(path)
@@ -74,9 +72,9 @@ class Stage:
         for line, is_text in lines_of((ROOT / path).read_text()):
             heading = HEADING.match(line) if is_text else None
             if heading and len(heading.group(1)) == 1:
-                label = "mainpage" if path == "README.md" else label_of(path)
+                label = "mainpage" if path == self.main else label_of(path)
                 line = f"# {heading.group(2)} {{#{label}}}"
-            elif heading and path != "README.md":
+            elif heading and path != self.main:
                 line = f"{line} {{#{label_of(path)}--{slug(heading.group(2))}}}"
             lines.append(codes(bold(self.links(path, line))) if is_text else line)
         return "\n".join(lines) + "\n"
@@ -90,6 +88,8 @@ class Stage:
         if not is_local(target):
             return f"{bang}[{text}]({target})"
         path, anchor = resolve(page, target)
+        if path in MAIN:
+            return f"[{text}](@ref index)"
         if not (ROOT / path).exists():
             sys.exit(f"{page}: there is no {target}")
         if bang:
@@ -100,7 +100,7 @@ class Stage:
             return f"[{text}](@ref {pathlib.PurePath(path).name})"
         if (ROOT / path).is_dir():
             return text
-        self.need(path)
+        self.need(path, page)
         return f"[{text}](@ref {label_of(path)}{'--' + anchor if anchor else ''})"
 
 
@@ -124,10 +124,10 @@ def tab(url, title):
     return f'      <tab type="user" url="{url}" title="{title}"/>'
 
 
-def layout():
+def layout(groups):
     """The tool's own layout, with the manual's navigation."""
     lines = ["<navindex>", '    <tab type="mainpage" visible="yes" title="Overview"/>']
-    for title, pages in navigation():
+    for title, pages in groups:
         lines.append(f'    <tab type="usergroup" url="[none]" title="{title}">')
         lines += [tab(f"@ref {label_of(page)}", title_of(page)) for page in pages]
         lines.append("    </tab>")
@@ -141,13 +141,18 @@ def layout():
 
 
 def main():
-    folder = pathlib.Path(sys.argv[1])
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("folder", type=pathlib.Path)
+    parser.add_argument("--package", action="store_true")
+    options = parser.parse_args()
+    folder = options.folder
     shutil.rmtree(folder, ignore_errors=True)
     (folder / "images").mkdir(parents=True)
-    Stage(folder).run()
+    stage = Stage(folder, options.package)
+    stage.run()
     own = folder / "layout.xml"
     subprocess.run(["doxygen", "-l", own], check=True)
-    text = re.sub(r"<navindex>.*?</navindex>", lambda _: layout(), own.read_text(), flags=re.DOTALL)
+    text = re.sub(r"<navindex>.*?</navindex>", lambda _: layout(stage.groups), own.read_text(), flags=re.DOTALL)
     # A header's description is its introduction: it comes first.
     text = re.sub(r"(<file>\s*<briefdescription[^>]*>)(.*?)(<detaileddescription[^>]*>)", r"\1\3\2", text, flags=re.DOTALL)
     own.write_text(text)

@@ -8,6 +8,7 @@ import pathlib
 import re
 import subprocess
 import sys
+import tempfile
 import unittest
 import urllib.parse
 import zipfile
@@ -41,9 +42,37 @@ FILES = {
     "lib/cmake/ZorInterface/toolchain-mingw64-ucrt.cmake",
     "lib/libZorInterface.dll.a",
     "lib/pkgconfig/ZorInterface.pc",
+    "scenarios/default.json",
+    "scenarios/full.json",
+    "scenarios/minimal.json",
     "schema/zor_messages.fbs",
 }
-FREE = re.compile(r"bin/zor[a-z]+\.exe|docs/.*\.(md|svg)|licenses/[\w.+-]+\.txt")
+FREE = re.compile(r"bin/zor[a-z]+\.exe|docs/.*\.(html|css|js|png|svg)|licenses/[\w.+-]+\.txt")
+
+
+sys.path.insert(0, str(SOURCE / "docs" / "manual"))
+import check_html
+import markdown
+import stage_pages
+
+USERS = markdown.user_pages((SOURCE / "README.md").read_text())
+
+
+def check_links(folder):
+    """Every link of the package's pages, HTML and Markdown, that leads nowhere."""
+    problems, count = check_html.problems_of(folder / "docs")
+    if count == 0:
+        problems.append("there are no pages")
+    for page in sorted(folder.glob("*.md")):
+        for _, target in markdown.links_of(page.read_text()):
+            if not markdown.is_local(target):
+                continue
+            file, anchor = markdown.resolve(page.name, target)
+            if not (folder / file).is_file():
+                problems.append(f"{page.name}: there is no {file}")
+            elif anchor and anchor not in check_html.Page((folder / file).read_text()).anchors:
+                problems.append(f"{page.name}: {file} has no {anchor}")
+    return problems
 
 
 class Archive:
@@ -77,7 +106,7 @@ class Contents(unittest.TestCase):
             "lib/libZorInterface.dll.a": BUILD / "lib/libZorInterface.dll.a",
             **{name: SOURCE / "src/interface" / pathlib.Path(name).name
                for name in FILES if name.startswith("include/")},
-            "README.md": SOURCE / "docs/package.md",
+            **{name: SOURCE / "simulator" / name for name in FILES if name.startswith("scenarios/")},
             "schema/zor_messages.fbs": SOURCE / "src/messages/zor_messages.fbs",
         }
         for name, path in same.items():
@@ -114,6 +143,45 @@ class Contents(unittest.TestCase):
             self.assertIn(b"ZorInterface.dll\0", data, library)
             for export in exports:
                 self.assertRegex(data, rb"\b__imp_" + export.encode() + rb"\b", library)
+
+
+class Links(unittest.TestCase):
+    def problems(self, changed):
+        """What check_links says of the package, with files changed or, when None, left out."""
+        with tempfile.TemporaryDirectory() as temporary:
+            folder = pathlib.Path(temporary)
+            for name, data in {**PACKAGE.data, **changed}.items():
+                if data is not None:
+                    (folder / name).parent.mkdir(parents=True, exist_ok=True)
+                    (folder / name).write_bytes(data)
+            return check_links(folder)
+
+    def expect_problem(self, changed, problem):
+        self.assertIn(problem, " ".join(self.problems(changed)))
+
+    def test_lead_to_what_is_in_the_package(self):
+        self.assertEqual(self.problems({}), [])
+
+    def test_that_lead_nowhere_are_found(self):
+        readme = PACKAGE.data["README.md"]
+        self.assertIn(b"(docs/index.html)", readme)
+        self.expect_problem({"README.md": readme + b"[a](docs/page-docs-decisions.html)\n"},
+                            "README.md: there is no docs/page-docs-decisions.html")
+        self.expect_problem({"README.md": readme + b"[a](docs/index.html#not-there)\n"},
+                            "README.md: docs/index.html has no not-there")
+        self.expect_problem({"scenarios/full.json": None}, "README.md: there is no scenarios/full.json")
+        self.expect_problem({"docs/page-docs-lifetimes.html": None}, "there is no page-docs-lifetimes.html")
+        self.expect_problem({"docs/session.svg": None}, "there is no session.svg")
+
+    def test_the_manual_has_the_pages_for_users_alone(self):
+        self.assertTrue(USERS)
+        for page in USERS:
+            self.assertIn(f"docs/{stage_pages.label_of(page)}.html", PACKAGE.data)
+        pages = {name for name in PACKAGE.data if name.startswith("docs/page-")}
+        for page in ("CONTRIBUTING.md", "docs/architecture.md", "docs/decisions.md",
+                     "docs/performance.md", "docs/reliability.md"):
+            self.assertTrue((SOURCE / page).exists())
+            self.assertNotIn(f"docs/{stage_pages.label_of(page)}.html", pages)
 
 
 class Symbols(unittest.TestCase):

@@ -3,7 +3,7 @@
 
 The commands are a block of the manual, the code between a line "```sh NAME" and a line "```", or
 given by the caller. They find the package as its user would: in a folder of another name, with a
-blank in it. What they print must contain "session: complete" for each time that they run a program.
+blank in it. What they print must contain the expected text for each time that they run a program.
 """
 
 import argparse
@@ -24,9 +24,9 @@ PATIENCE = 300  # seconds, for a step that takes far less
 
 
 def block(manual, name):
-    found = re.findall(rf"^```sh {re.escape(name)}\n(.*?)^```$", manual, re.MULTILINE | re.DOTALL)
+    found = re.findall(rf"^```{re.escape(name)}\n(.*?)^```$", manual, re.MULTILINE | re.DOTALL)
     if len(found) != 1:
-        raise SystemExit(f"the manual has {len(found)} blocks named {name}")
+        raise SystemExit(f"the manual has {len(found)} blocks that begin with {name}")
     return found[0]
 
 
@@ -76,21 +76,25 @@ def main():
     what = parser.add_mutually_exclusive_group(required=True)
     what.add_argument("--block")
     what.add_argument("--commands")
+    parser.add_argument("--program", help="save the manual's one C program under this name first")
+    parser.add_argument("--expect", default="session: complete", help="what each program prints")
     parser.add_argument("--package", type=pathlib.Path, required=True)
     parser.add_argument("--folder", type=pathlib.Path, required=True, help="where to unpack")
     parser.add_argument("--starter", type=pathlib.Path, required=True)
     arguments = parser.parse_args()
 
-    commands = arguments.commands or block(arguments.manual.read_text(), arguments.block)
+    commands = arguments.commands or block(arguments.manual.read_text(), f"sh {arguments.block}")
     folder = unpack(arguments.package, arguments.folder)
+    if arguments.program:
+        (folder / arguments.program).write_text(block(arguments.manual.read_text(), "c"))
     programs = len(re.findall(r"^wine ", commands, re.MULTILINE))
     if programs == 0:
         run(commands, folder, arguments.starter)
         return
     with simulated_server(arguments.starter, folder / "bin" / "zorsim.exe", folder / ".server"):
         output = run(commands, folder, arguments.starter)
-    if output.count("session: complete") != programs:
-        raise SystemExit("not every program says that its session is complete")
+    if output.count(arguments.expect) != programs:
+        raise SystemExit(f'not every program says "{arguments.expect}"')
 
 
 if __name__ == "__main__":
