@@ -26,6 +26,8 @@ def draw_dot(source):
               str(source))
     svg = re.sub(r"<!--.*?-->\n?", "", svg, flags=re.DOTALL)
     svg = re.sub(r'font-family="Helvetica[^"]*"', f'font-family="{FONTS}"', svg)
+    # An edge's label, the only text of this size, is too near to its line.
+    svg = re.sub(r'y="([-\d.]+)"([^>]*font-size="11.00")', lambda text: f'y="{float(text[1]) - 2:g}"{text[2]}', svg)
     # The names of nodes and edges, which would be shown under the mouse.
     return re.sub(r"<title>.*?</title>\n?", "", svg)
 
@@ -37,15 +39,26 @@ def draw_msc(source):
     svg = svg.replace('font-family="Helvetica"', f'font-family="{FONTS}"')
     # The tool's idea of a text's width is another font's.
     svg = re.sub(r' textLength="\d+"', "", svg)
-    # A label stands on its line; lift it, and keep the lines behind it off.
-    levels = {int(y) for y, end in re.findall(r'<line [^>]*y1="(\d+)"[^>]*y2="(\d+)"', svg) if y == end}
-    halo = 'stroke="white" stroke-width="4" paint-order="stroke"'
+    # A label stands on its arrow and, when that is a long one, on the columns that it crosses: put it
+    # above the arrow, into the middle of its first lane. What was white behind it goes.
+    lines = [tuple(map(int, ends)) for ends in
+             re.findall(r'<line x1="(\d+)" y1="(\d+)" x2="(\d+)" y2="(\d+)"', svg)]
+    top = min(y for _, y, _, _ in lines)
+    columns = sorted({x for x, y, end, _ in lines if x == end and y == top})
+    arrows = {y: (min(x, end), max(x, end)) for x, y, end, last in lines if y == last}
 
-    def lift(text):
-        x, y = text[1], int(text[2])
-        return f'<text x="{x}" y="{y - 4}" {halo}' if y + 1 in levels else text[0]
+    def place(text):
+        y = int(text[2])
+        arrow = next((level for level in range(y - 7, y + 2) if level in arrows), None)
+        if arrow is None:
+            return text[0]
+        left, right = arrows[arrow]
+        if left < columns[0]:  # a line across the picture, with the name of what follows
+            return f'<text x="{(columns[0] + columns[1]) // 2}" y="{arrow + 15}" text-anchor="middle"'
+        left, right = [x for x in columns if left <= x <= right][:2]
+        return f'<text x="{(left + right) // 2}" y="{arrow - 5}" text-anchor="middle"'
 
-    svg = re.sub(r'<text x="(\d+)" y="(\d+)"', lift, svg)
+    svg = re.sub(r'(?:<polygon fill="white"[^>]*>\s*)?<text x="(\d+)" y="(\d+)"(?![^>]*anchor)', place, svg)
     width, height = re.search(r'viewBox="0 0 (\d+) (\d+)"', svg).groups()
     background = f'<rect width="{width}" height="{height}" fill="white"/>'
     return re.sub(r"(<svg[^>]*>)", rf"\1\n{background}", svg, count=1)

@@ -167,8 +167,29 @@ def check_catalogue(root):
             yield f"docs/algorithm-library.md: {name} has {told.get(name)}, in the catalogue {catalogue.get(name)}"
 
 
+SVG = "{http://www.w3.org/2000/svg}"
+
+
+def has_background(picture):
+    """Whether the first thing drawn is a white area of the picture's size: a page may be dark."""
+    shapes = {SVG + name for name in ("rect", "polygon", "path", "line", "ellipse", "circle", "text")}
+    markers = {shape for definitions in picture.iter(SVG + "defs") for shape in definitions.iter()}
+    first = next((shape for shape in picture.iter() if shape.tag in shapes and shape not in markers), None)
+    if first is None or first.get("fill") not in ("white", "#fff"):
+        return False
+    left, top, width, height = map(float, picture.get("viewBox").split())
+    if first.tag == SVG + "rect":
+        corners = [(float(first.get("x", 0)), float(first.get("y", 0)))]
+        corners.append((corners[0][0] + float(first.get("width")), corners[0][1] + float(first.get("height"))))
+    else:
+        corners = [tuple(map(float, corner.split(","))) for corner in first.get("points", "").split()]
+    # A drawing tool's margin is within the group that it moves; what counts is the size.
+    size = [max(numbers) - min(numbers) for numbers in zip(*corners)]
+    return len(size) == 2 and size[0] >= width - 1 and size[1] >= height - 1
+
+
 def check_images(root):
-    """Every picture is shown by a page, is well-formed, fetches nothing and has a title."""
+    """Every picture is shown by a page, is well-formed, fetches nothing, has a title and a background."""
     shown = {markdown.resolve(path, target)[0] for path, text in pages_of(root)
              for is_image, target in markdown.links_of(text) if is_image}
     for path in sorted((root / "docs" / "images").iterdir()):
@@ -181,8 +202,10 @@ def check_images(root):
         except xml.etree.ElementTree.ParseError as error:
             yield f"{name}: {error}"
             continue
-        if picture.find("{http://www.w3.org/2000/svg}title") is None:
+        if picture.find(SVG + "title") is None:
             yield f"{name}: has no title"
+        if not has_background(picture):
+            yield f"{name}: has no background"
         if re.search(r'(href|src)="', text) or "url(http" in text:
             yield f"{name}: refers to another file"
 

@@ -101,7 +101,8 @@ GOOD_TREE = {
     "docs/lifetimes.md": LIFETIMES,
     "docs/algorithm-library.md": ALGORITHMS,
     "src/discovery/algorithm_catalogue.cpp": CATALOGUE,
-    "docs/images/a.svg": '<svg xmlns="http://www.w3.org/2000/svg"><title>A</title></svg>',
+    "docs/images/a.svg": '<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 9 8"><title>A</title>'
+                         '<defs><path d="M0,0"/></defs><rect width="9" height="8" fill="#fff"/></svg>',
     "src/interface/zor_interface.h": HEADER,
     "src/transport/connect.cpp": SOURCE,
     "build/notes.md": "[built](nowhere.md)",
@@ -176,6 +177,9 @@ class CheckManual(unittest.TestCase):
         self.expect_problem("images", "README.md", "![A", "[A", "no page shows it")
         self.expect_problem("images", path, "</svg>", "", "no element found")
         self.expect_problem("images", path, "<title>A</title>", "", "has no title")
+        self.expect_problem("images", path, 'height="8"', 'height="6"', "has no background")
+        self.expect_problem("images", path, ' fill="#fff"', "", "has no background")
+        self.expect_problem("images", path, "<rect", '<text x="1">A</text><rect', "has no background")
         self.expect_problem("images", path, "</svg>", '<image href="b.png"/></svg>', "refers to another file")
 
 
