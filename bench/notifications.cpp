@@ -86,17 +86,17 @@ std::int64_t BareTakes(int count, bool with_line) {
 }
 
 void Flood(int rounds, int count) {
-  const std::vector<std::pair<std::string, std::function<std::int64_t()>>> contenders = {
+  const std::vector<std::pair<std::string, std::function<std::int64_t()>>> candidates = {
       {"bare A", [=] { return BareTakes(count, false); }},
       {"library", [=] { return LibraryTakes(count); }},
       {"bare B", [=] { return BareTakes(count, false); }},
       {"bare with line", [=] { return BareTakes(count, true); }},
   };
   std::printf("bytes\t0\t%zu\n", Notification().size());
-  RunInRotation(contenders.size(), {.rounds = rounds, .blocks = 4, .repeats = 1, .warm_ups = 1},
+  RunInRotation(candidates.size(), {.rounds = rounds, .blocks = 4, .repeats = 1, .warm_ups = 1},
                 [&](std::size_t which, int /*repeats*/, Recorder& recorder) {
                   const ServerProcess server(L"flood");
-                  recorder.Add(contenders[which].first, contenders[which].second() / count);
+                  recorder.Add(candidates[which].first, candidates[which].second() / count);
                 });
 }
 

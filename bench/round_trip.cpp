@@ -1,6 +1,6 @@
 // What a call costs beside the system calls that it cannot do without.
 //
-// Prints the sizes of the two messages, and then the durations of each contender.
+// Prints the sizes of the two messages, and then the durations of each candidate.
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
@@ -18,7 +18,7 @@ namespace zor::bench {
 namespace {
 
 /// What the library does in the steady state, and nothing else.
-Contender Bare(const std::string& name, const Bytes& request) {
+Candidate Bare(const std::string& name, const Bytes& request) {
   auto pipe = std::make_shared<RawPipe>(testing::kRequestPipe);
   return {name, [pipe, &request] {
             pipe->Peek();
@@ -28,7 +28,7 @@ Contender Bare(const std::string& name, const Bytes& request) {
 }
 
 /// The same with the messages made and checked by the generated code alone.
-Contender BareWithMessages() {
+Candidate BareWithMessages() {
   auto pipe = std::make_shared<RawPipe>(testing::kRequestPipe);
   return {"bare with messages", [pipe] {
             pipe->Peek();
@@ -61,7 +61,7 @@ void Run(const Turns& turns) {
   }
   socket.DoNotDelay();
 
-  std::vector<Contender> contenders = {
+  std::vector<Candidate> candidates = {
       Bare("bare A", request),
       {"library",
        [&] {
@@ -85,9 +85,9 @@ void Run(const Turns& turns) {
   std::unique_ptr<RpcClient> rpc;
   if (RpcClient::Exists()) {
     rpc = std::make_unique<RpcClient>();
-    contenders.push_back({"RPC", [&] { rpc->Exchange(request); }});
+    candidates.push_back({"RPC", [&] { rpc->Exchange(request); }});
   }
-  RunInRotation(contenders, turns);
+  RunInRotation(candidates, turns);
 }
 
 }  // namespace

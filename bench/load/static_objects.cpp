@@ -7,11 +7,11 @@
 
 namespace {
 
-using zor::bench::Contender;
+using zor::bench::Candidate;
 
 /// Makes and destroys it.
 template <typename Make>
-Contender Building(const char* name, Make make) {
+Candidate Building(const char* name, Make make) {
   return {name, [make] { [[maybe_unused]] const auto made = make(); }};
 }
 

@@ -1,11 +1,11 @@
-// Own work on Windows, by the clock: a contender is a thousand calls.
+// Own work on Windows, by the clock: a candidate is a thousand calls.
 #include "bench/own_work/calls.h"
 #include "bench/support/rotation.h"
 
 namespace {
 
 template <typename Call>
-zor::bench::Contender Thousand(const std::string& name, Call call) {
+zor::bench::Candidate Thousand(const std::string& name, Call call) {
   return {name, [call] {
             constexpr int kCalls = 1000;
             for (int i = 0; i < kCalls; ++i) call();

@@ -25,31 +25,31 @@ void Recorder::Print(int round) {
   durations_.clear();
 }
 
-void RunInRotation(std::size_t contenders, const Turns& turns,
+void RunInRotation(std::size_t candidates, const Turns& turns,
                    const std::function<void(std::size_t, int, Recorder&)>& run) {
   Recorder ignored;
-  for (std::size_t i = 0; i < contenders; ++i) run(i, turns.warm_ups, ignored);
+  for (std::size_t i = 0; i < candidates; ++i) run(i, turns.warm_ups, ignored);
   for (int round = 0; round < turns.rounds; ++round) {
     Recorder recorder;
     for (int block = 0; block < turns.blocks; ++block) {
-      for (std::size_t turn = 0; turn < contenders; ++turn) {
-        run((turn + static_cast<std::size_t>(block)) % contenders, turns.repeats, recorder);
+      for (std::size_t turn = 0; turn < candidates; ++turn) {
+        run((turn + static_cast<std::size_t>(block)) % candidates, turns.repeats, recorder);
       }
     }
     recorder.Print(round);
   }
 }
 
-void RunInRotation(const std::vector<Contender>& contenders, const Turns& turns) {
+void RunInRotation(const std::vector<Candidate>& candidates, const Turns& turns) {
   std::vector<std::int64_t> durations;
-  RunInRotation(contenders.size(), turns, [&](std::size_t which, int repeats, Recorder& recorder) {
+  RunInRotation(candidates.size(), turns, [&](std::size_t which, int repeats, Recorder& recorder) {
     durations.clear();
     for (int i = 0; i < repeats; ++i) {
       const std::int64_t begin = Now();
-      contenders[which].run();
+      candidates[which].run();
       durations.push_back(Now() - begin);
     }
-    for (const std::int64_t one : durations) recorder.Add(contenders[which].name, one);
+    for (const std::int64_t one : durations) recorder.Add(candidates[which].name, one);
   });
 }
 

@@ -1,4 +1,4 @@
-/// Contenders that take turns, so that what changes on the machine meanwhile meets them all.
+/// Candidates that take turns, so that what changes on the machine meanwhile meets them all.
 #pragma once
 
 #include <cstdint>
@@ -21,24 +21,24 @@ class Recorder {
   std::vector<std::pair<std::string, std::vector<std::int64_t>>> durations_;  ///< as they came
 };
 
-struct Contender {
+struct Candidate {
   std::string name;
   std::function<void()> run;  ///< what is timed; throws when it fails
 };
 
 struct Turns {
   int rounds = 5;
-  int blocks = 6;      ///< of each contender in a round
+  int blocks = 6;      ///< of each candidate in a round
   int repeats = 500;   ///< in a block
-  int warm_ups = 500;  ///< of each contender, before the first round
+  int warm_ups = 500;  ///< of each candidate, before the first round
 };
 
-/// Runs the contenders in blocks, in rotation: each block begins with another of them. Prints the
+/// Runs the candidates in blocks, in rotation: each block begins with another of them. Prints the
 /// durations of each round.
-void RunInRotation(const std::vector<Contender>& contenders, const Turns& turns);
+void RunInRotation(const std::vector<Candidate>& candidates, const Turns& turns);
 
-/// The same for any number of contenders whose block `run` makes: `run(which, repeats, recorder)`.
-void RunInRotation(std::size_t contenders, const Turns& turns,
+/// The same for any number of candidates whose block `run` makes: `run(which, repeats, recorder)`.
+void RunInRotation(std::size_t candidates, const Turns& turns,
                    const std::function<void(std::size_t, int, Recorder&)>& run);
 
 /// The number that follows `name` on the command line, or `fallback`.

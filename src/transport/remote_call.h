@@ -1,4 +1,4 @@
-/// The frame that every remote call runs in: connect, build, write, read, verify, take the result.
+/// What every remote call does: connect, build, write, read, verify, take the result.
 #pragma once
 
 #include <array>

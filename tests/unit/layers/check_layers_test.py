@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Shows that check_floors.py fails where it should, on small trees with one fault each."""
+"""Shows that check_layers.py fails where it should, on small trees with one fault each."""
 
 import contextlib
 import io
@@ -9,7 +9,7 @@ import tempfile
 import unittest
 from unittest import mock
 
-import check_floors
+import check_layers
 
 GOOD_TREE = {
     "platform/pipe.h": "#include <cstdint>\n",
@@ -30,7 +30,7 @@ GOOD_TREE = {
 }
 
 
-class CheckFloors(unittest.TestCase):
+class CheckLayers(unittest.TestCase):
     def check(self, changed):
         """The exit status and what is printed, for the good tree with some files changed."""
         with tempfile.TemporaryDirectory() as folder:
@@ -39,9 +39,9 @@ class CheckFloors(unittest.TestCase):
                 (root / "src" / path).parent.mkdir(parents=True, exist_ok=True)
                 (root / "src" / path).write_text(text, encoding="utf-8")
             printed = io.StringIO()
-            with mock.patch.object(sys, "argv", ["check_floors.py", folder]):
+            with mock.patch.object(sys, "argv", ["check_layers.py", folder]):
                 with contextlib.redirect_stdout(printed):
-                    return check_floors.main(), printed.getvalue()
+                    return check_layers.main(), printed.getvalue()
 
     def expect_problem(self, path, text, problem):
         status, printed = self.check({path: text})
@@ -53,7 +53,7 @@ class CheckFloors(unittest.TestCase):
     def test_accepts_the_good_tree(self):
         self.assertEqual(self.check({}), (0, f"{len(GOOD_TREE)} files, 0 problems\n"))
 
-    def test_rejects_an_include_from_a_floor_above(self):
+    def test_rejects_an_include_from_a_layer_above(self):
         for path, text in [
             ("platform/pipe.h", '#include "messages/reply.h"\n'),
             ("messages/reply.h", '#include "interface/debug_log.h"\n'),
@@ -74,7 +74,7 @@ class CheckFloors(unittest.TestCase):
             ("messages/reply.h", '#include "interface/zor_interface.h"\n'),
         ]:
             with self.subTest(path=path):
-                self.expect_problem(path, text, "another folder on the same floor")
+                self.expect_problem(path, text, "another folder on the same layer")
 
     def test_rejects_a_system_header_above_the_platform(self):
         for header in ["windows.h", "Windows.h", "wbemidl.h", "wrl/client.h", "unistd.h", "stdint.h"]:
@@ -98,15 +98,15 @@ class CheckFloors(unittest.TestCase):
         self.expect_problem("calls/control_calls.h", '#include "tests/support/pipes.h"\n', "no file of the product")
         self.expect_problem("calls/control_calls.h", '#include "windows.h"\n', "no file of the product")
 
-    def test_rejects_a_file_without_a_floor(self):
-        self.expect_problem("transport/cache.h", "", "has no floor")
-        self.expect_problem("calls/deep/er.h", "", "has no floor")
+    def test_rejects_a_file_without_a_layer(self):
+        self.expect_problem("transport/cache.h", "", "has no layer")
+        self.expect_problem("calls/deep/er.h", "", "has no layer")
 
     def test_rejects_a_tree_without_files(self):
         with tempfile.TemporaryDirectory() as folder:
-            with mock.patch.object(sys, "argv", ["check_floors.py", folder]):
+            with mock.patch.object(sys, "argv", ["check_layers.py", folder]):
                 with contextlib.redirect_stdout(io.StringIO()):
-                    self.assertEqual(check_floors.main(), 1)
+                    self.assertEqual(check_layers.main(), 1)
 
 
 if __name__ == "__main__":

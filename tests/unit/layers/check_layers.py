@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Checks that the product's files include only from floors below their own.
+"""Checks that the product's files include only from layers below their own.
 
-The floors are told in docs/architecture.md. Files of one floor may include each other only within
+docs/architecture.md describes the layers. Files of one layer may include each other only within
 one folder. Above platform/win32/ nothing but the C++ standard library is included from
 outside, except by the system's entry into the library.
 """
@@ -11,7 +11,7 @@ import re
 import sys
 
 # The first that matches a path counts.
-FLOORS = [
+LAYERS = [
     (0, r"platform/(win32/)?\w+\.(h|cpp)"),
     (1, r"messages/\w+\.(h|cpp)"),
     (1, r"interface/zor_interface\.h"),
@@ -42,10 +42,10 @@ C_HEADERS = {"interface/zor_interface.h": {"stdbool.h", "stdint.h"}}
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(["<])([^">]+)[">]', re.MULTILINE)
 
 
-def floor_of(path):
-    for floor, pattern in FLOORS:
+def layer_of(path):
+    for layer, pattern in LAYERS:
         if re.fullmatch(pattern, path):
-            return floor
+            return layer
     return None
 
 
@@ -65,15 +65,15 @@ def problem_of_include(path, kind, name):
         return None if standard or is_platform_half(path) or path in SYSTEM_ENTRY else "is the system's, not the language's"
 
     target = GENERATED.get(name, name)
-    floor = floor_of(target)
-    if floor is None:
+    layer = layer_of(target)
+    if layer is None:
         return "is no file of the product, named from src/"
     if is_platform_half(target) and not is_platform_half(path):
         return "is one platform's own"
-    if floor > floor_of(path):
-        return f"is on floor {floor}, above"
-    if floor == floor_of(path) and folder_of(target).split("/")[0] != folder_of(path).split("/")[0]:
-        return "is of another folder on the same floor"
+    if layer > layer_of(path):
+        return f"is on layer {layer}, above"
+    if layer == layer_of(path) and folder_of(target).split("/")[0] != folder_of(path).split("/")[0]:
+        return "is of another folder on the same layer"
     return None
 
 
@@ -89,19 +89,19 @@ def problems_of(root):
             if path in NOT_IN_THE_LIBRARY:
                 continue
             count += 1
-            if floor_of(path) is None:
-                problems.append(f"{path}: has no floor; give it one in check_floors.py")
+            if layer_of(path) is None:
+                problems.append(f"{path}: has no layer; give it one in check_layers.py")
                 continue
             for kind, name in INCLUDE.findall(file.read_text(encoding="utf-8")):
                 problem = problem_of_include(path, kind, name)
                 if problem:
-                    problems.append(f"{path} (floor {floor_of(path)}): {name} {problem}")
+                    problems.append(f"{path} (layer {layer_of(path)}): {name} {problem}")
     return problems, count
 
 
 def main():
     if len(sys.argv) != 2:
-        print("usage: check_floors.py ROOT", file=sys.stderr)
+        print("usage: check_layers.py ROOT", file=sys.stderr)
         return 2
     problems, count = problems_of(pathlib.Path(sys.argv[1]))
     for problem in problems:
