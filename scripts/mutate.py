@@ -12,6 +12,7 @@ product has changed: then change its entry in scripts/mutations.py.
 
 import argparse
 import concurrent.futures
+import contextlib
 import dataclasses
 import os
 import pathlib
@@ -24,6 +25,7 @@ import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 from mutations import MUTATIONS, WINDOWS_MUTATIONS  # noqa: E402
+from programs import WINE_ENVIRONMENT, Program, wine  # noqa: E402
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutation"
@@ -32,6 +34,9 @@ WHERE = {NATIVE: "natively", WINDOWS: "under Wine"}
 # A program that says nothing for so many seconds hangs, which notices the mistake. The limit for
 # Windows' half is generous: one of its tests loads the library a thousand times.
 SILENCE = {NATIVE: 60, WINDOWS: 180}
+
+# The status of a program that could not be started, or that was ended from outside.
+NOT_BEGUN = -1
 
 # The programs that look at a folder's, or at a file's, mistakes first. The others look at what those miss.
 FIRST = {
@@ -77,20 +82,19 @@ def run(command, log, **options):
     return subprocess.run(command, stdin=subprocess.DEVNULL, stdout=log, stderr=log, check=False, **options)
 
 
-def run_until_silent(command, output, silence, **options):
-    """The command's exit status; None when it was ended because its output stood still for so long."""
-    with subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=output, stderr=output, **options) as process:
-        size, since = -1, time.monotonic()
-        while True:
-            try:
-                return process.wait(timeout=0.5)
-            except subprocess.TimeoutExpired:
-                pass
-            if os.fstat(output.fileno()).st_size != size:
-                size, since = os.fstat(output.fileno()).st_size, time.monotonic()
-            elif time.monotonic() - since > silence:
-                process.kill()
-                return None
+def wait_until_silent(program, silence):
+    """The program's exit status; None when it was ended because its output stood still for so long."""
+    size, since = -1, time.monotonic()
+    while True:
+        try:
+            return program.wait(0.5)
+        except TimeoutError:
+            pass
+        if os.path.getsize(program.output) != size:
+            size, since = os.path.getsize(program.output), time.monotonic()
+        elif time.monotonic() - since > silence:
+            program.kill()
+            return None
 
 
 class NativeBuild:
@@ -99,7 +103,8 @@ class NativeBuild:
     half = NATIVE
     # Mistakes may well earn warnings; those are not what is tested here.
     options = ["-DCMAKE_BUILD_TYPE=", "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_C_FLAGS=-w"]
-    started_by = ()
+    suffix = ""
+    starter = None
     environment = None
 
     def __init__(self, tree, number):
@@ -133,7 +138,7 @@ class NativeBuild:
 
     def test(self, program):
         """What the program has to object to; nothing when it passes."""
-        status, text = self.start(program, program)
+        status, text = self.start(program)
         if status == 0:
             return None
         if status is None:
@@ -141,19 +146,25 @@ class NativeBuild:
         failed = re.findall(r"\[  FAILED  \] ([\w./]+)", text)
         return f"{program}: {failed[0] if failed else f'ends with {status}'}"
 
-    def start(self, program, file):
+    def start(self, program):
         """Runs a program to its end: its exit status, and what it wrote."""
-        path = self.folder / f"{program}.txt"
-        with open(path, "w+", encoding="utf-8", errors="replace") as output:
-            status = run_until_silent([*self.started_by, self.folder / "bin" / file, "--gtest_fail_fast"], output,
-                                      SILENCE[self.half], cwd=self.folder, env=self.environment)
-        return status, path.read_text(encoding="utf-8", errors="replace")
+        running = Program(self.folder / "bin" / f"{program}{self.suffix}", ["--gtest_fail_fast"],
+                          starter=self.starter, output=self.folder / f"{program}.txt", cwd=self.folder,
+                          environment=self.environment)
+        try:
+            status = wait_until_silent(running, SILENCE[self.half])
+        finally:
+            running.kill()
+        if status == NOT_BEGUN and "[==========]" not in running.text():
+            raise SystemExit(f"mutate: {program} cannot be started")  # which says nothing of the mistake
+        return status, running.text()
 
 
 class WindowsBuild(NativeBuild):
     """The built library and its test programs, each copy's in a Wine prefix of its own."""
 
     half = WINDOWS
+    suffix = ".exe"
 
     def __init__(self, tree, number):
         super().__init__(tree, number)
@@ -162,51 +173,40 @@ class WindowsBuild(NativeBuild):
                         "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG -w",
                         "-DCMAKE_C_FLAGS_RELEASE=-O2 -DNDEBUG -w"]
         self.prefix = WORK / f"prefix{number}"
-        self.environment = os.environ | {"WINEPREFIX": str(self.prefix), "WINEDEBUG": "-all",
-                                         "WINEDLLOVERRIDES": "mscoree,mshtml=;winemenubuilder.exe=d;winedbg.exe=d"}
-        self.started_by = [wine_tool("wine64")]
+        self.environment = WINE_ENVIRONMENT | {"WINEPREFIX": str(self.prefix)}
+        self.starter = self.folder / "bin" / "wine_starter.exe"
 
     def find_programs(self):
         return WINDOWS_PROGRAMS
 
     def make(self, targets):
-        return super().make([*targets, "wine_anchor"])
+        return super().make([*targets, "wine_anchor", "wine_starter"])
 
     def prepare(self):
         self.end()
-        run([*self.started_by, "wineboot", "--init"], subprocess.DEVNULL, env=self.environment)
+        self.wine([*wine(), "wineboot", "--init"])
         super().prepare()
 
     def end(self):
         """Ends all that runs in the prefix."""
         if self.prefix.exists():
-            run([wine_tool("wineserver64"), "--kill", "--wait"], subprocess.DEVNULL, env=self.environment)
+            server = pathlib.Path("/usr/lib/wine/wineserver64")  # Debian's place for it
+            self.wine([server if server.exists() else "wineserver", "--kill", "--wait"])
+
+    def wine(self, command):
+        run(command, subprocess.DEVNULL, env=os.environ | self.environment)
 
     def test(self, program):
         # One idle process keeps Wine up, so that the tests start at once; one that is there is enough.
-        with subprocess.Popen([*self.started_by, self.folder / "bin" / "wine_anchor.exe"], env=self.environment,
+        with subprocess.Popen([*wine(), self.folder / "bin" / "wine_anchor.exe"], env=os.environ | self.environment,
                               stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as anchor:
             try:
-                return super().test(program)
+                noticed = super().test(program)
             finally:
                 anchor.kill()
-
-    def start(self, program, file):
-        # Wine now and then ends in silence before the program has begun, and a signal is from outside: neither is
-        # a test's verdict.
-        for _ in range(5):
-            status, text = super().start(program, f"{file}.exe")
-            if status in (0, None) or (status > 0 and "[==========]" in text):
-                break
-        if status not in (0, 1):
+        if noticed:
             self.end()  # what it has left behind
-        return status, text
-
-
-def wine_tool(name):
-    """Debian keeps the real binaries here; the wrapper on the path asks for the 32-bit half."""
-    path = pathlib.Path("/usr/lib/wine") / name
-    return str(path) if path.exists() else name.removesuffix("64")
+        return noticed
 
 
 class Copy:
@@ -299,7 +299,8 @@ def campaign(mutations, jobs, programs):
         return verdict
 
     try:
-        with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+        # A start that is tried again is told, but not within the table.
+        with contextlib.redirect_stdout(sys.stderr), concurrent.futures.ThreadPoolExecutor(jobs) as pool:
             for done in [pool.submit(build.prepare) for build in builds]:
                 done.result()
             return list(pool.map(work, mutations))
