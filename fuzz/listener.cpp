@@ -3,11 +3,11 @@
 #include <array>
 #include <cstring>
 #include <deque>
-#include <string>
 
 #include "fuzz/harness.h"
 #include "notify/event_decoder.h"
 #include "notify/notify_listener.h"
+#include "tests/kit/events.h"
 #include "tests/support/calls.h"
 #include "tests/support/heap.h"
 #include "tests/support/output.h"
@@ -20,33 +20,13 @@ namespace {
 using scripted::Function;
 using scripted::TheCalls;
 using scripted::ThePipes;
+using testing::EventCopy;
 
 constexpr std::size_t kMessageLimit = 1024;
 
-/// What an event says, apart from where its text lies.
-std::string Describe(const ZorEvent& event) {
-  std::string text = std::to_string(event.type) + ' ';
-  switch (event.type) {
-    case 0:
-      return text + std::to_string(int{event.data.event0.flag});
-    case 1:
-      return text + std::to_string(event.data.event1.value);
-    case 2:
-      return text + std::to_string(int{event.data.event2.flag});
-    case 3:
-      return text + std::to_string(event.data.event3.value);
-    case 4:
-      return text + std::to_string(int{event.data.event4.flag}) + event.data.event4.text;
-    case 5:
-      return text + std::to_string(event.data.event5.value) + event.data.event5.text;
-    default:
-      return text;
-  }
-}
-
 /// The callback knows no user data.
-std::deque<std::string>& Delivered() {
-  static std::deque<std::string> delivered;
+std::deque<EventCopy>& Delivered() {
+  static std::deque<EventCopy> delivered;
   return delivered;
 }
 
@@ -121,7 +101,7 @@ class Server {
     const Block message(bytes);
     const char* name = ReadFunctionName(message.bytes());
     if (name == nullptr || std::strcmp(name, "ZorIntfNotify") != 0) return;
-    if (ReadEvent(message.bytes(), event_)) expected_.push_back(Describe(event_));
+    if (ReadEvent(message.bytes(), event_)) expected_.push_back(EventCopy::Of(event_));
   }
 
   /// Faults, or counts of bytes that are not so, but not both: a count without any bytes behind it
@@ -149,7 +129,7 @@ class Server {
   bool faulty_ = false;  ///< so that what is delivered is not predicted
   Kind kind_ = Kind::kNone;
   ZorEvent event_{};
-  std::deque<std::string> expected_;
+  std::deque<EventCopy> expected_;
 };
 
 void Run(Input input) {
@@ -164,7 +144,7 @@ void Run(Input input) {
   {
     // Its own thread never begins; the routine runs here.
     RpcClient client([](RpcClient&) {});
-    client.event_callback = [](ZorEvent* event) { Delivered().push_back(Describe(*event)); };
+    client.event_callback = [](ZorEvent* event) { Delivered().push_back(EventCopy::Of(*event)); };
     Server server(input, client);
     RunNotifyListener(client);
     server.Check();
