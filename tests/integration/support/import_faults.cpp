@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "tests/integration/support/handle.h"
+#include "tests/integration/support/import_hook.h"
 
 namespace zor::testing {
 namespace {
@@ -79,37 +80,10 @@ const Replacement kReplacements[] = {
     {"CreateThreadpoolWork", reinterpret_cast<void*>(&CreateWork)},
 };
 
-// --- the library's import table
-
-void Replace(void** slot, void* function) {
-  DWORD protection = 0;
-  VirtualProtect(slot, sizeof(*slot), PAGE_READWRITE, &protection);
-  *slot = function;
-  VirtualProtect(slot, sizeof(*slot), protection, &protection);
-}
-
-template <typename T>
-T* At(void* library, std::size_t offset) {
-  return reinterpret_cast<T*>(static_cast<char*>(library) + offset);
-}
-
 void ReplaceImports(void* library) {
-  const auto* header = At<IMAGE_DOS_HEADER>(library, 0);
-  const auto* headers = At<IMAGE_NT_HEADERS>(library, static_cast<std::size_t>(header->e_lfanew));
-  const auto& imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-  const auto* from = At<IMAGE_IMPORT_DESCRIPTOR>(library, imports.VirtualAddress);
-  for (; from->Name != 0; ++from) {
-    const auto* name = At<IMAGE_THUNK_DATA>(library, from->OriginalFirstThunk);
-    auto* slot = At<void*>(library, from->FirstThunk);
-    for (; name->u1.AddressOfData != 0; ++name, ++slot) {
-      if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) continue;
-      const auto* import = At<IMAGE_IMPORT_BY_NAME>(library, name->u1.AddressOfData);
-      for (const Replacement& replacement : kReplacements) {
-        if (replacement.name == static_cast<const char*>(import->Name)) {
-          Replace(slot, replacement.function);
-        }
-      }
-    }
+  for (const Replacement& replacement : kReplacements) {
+    void** const slot = FindImport(static_cast<HMODULE>(library), replacement.name);
+    if (slot != nullptr) SetImport(slot, replacement.function);
   }
 }
 

@@ -1,12 +1,16 @@
 /// Calls of this program to the system that a test answers itself.
 #pragma once
 
+#include <windows.h>
+
 #include <string_view>
 
 namespace zor::testing {
 
-/// The slot of this program's import table that holds a function of the system, by its name. Throws
-/// when the program does not import it.
+/// The slot of a module's import table that holds a function, by its name; null when the module
+/// does not import the function.
+[[nodiscard]] void** FindImport(HMODULE module, std::string_view name) noexcept;
+/// The same of this program. Throws instead of null.
 [[nodiscard]] void** FindImport(std::string_view name);
 
 void SetImport(void** slot, void* function) noexcept;
