@@ -1,7 +1,11 @@
 // The only file that is compiled with _UCRT defined, for the runtime's own formatters. It must
 // include no stream, locale or file-system header: see the toolchain file.
+//
+// wchar.h comes first: MinGW's stdio.h has a _vscwprintf of its own, which takes %s for a narrow
+// text, and leaves out wchar.h's when it is there before. wchar.h's and the formatters below take
+// %s for a wide one.
 #include <wchar.h>
-// Behind it, or MinGW leaves _vscwprintf_l out.
+
 #include <stdio.h>
 
 #include "platform/debug_output.h"
@@ -13,7 +17,7 @@ int FormattedLength(const char* format, std::va_list arguments) noexcept {
 }
 
 int FormattedLength(const wchar_t* format, std::va_list arguments) noexcept {
-  // Without _l, MinGW's takes %s for a narrow text, and the formatter below for a wide one.
+  // This form is wchar.h's in any case.
   return _vscwprintf_l(format, nullptr, arguments);
 }
 
