@@ -237,77 +237,7 @@ INSTANTIATE_TEST_SUITE_P(Calls, Params, ::testing::Bool(), [](const auto& suite)
 
 // --- algorithm ids before any list
 
-TEST_F(Calls, SetOfAnAlgorithmIdBeforeAnyListSendsNothing) {
-  ZorFloatParam param{"supproted_algo_name", 1};
-  EXPECT_EQ(library_->Set(kHandle, &param), 3U);
-  EXPECT_EQ(param.value, 1.0F);
-  EXPECT_THAT(server_.Requests(), IsEmpty());
-  EXPECT_EQ(server_.connections(), 0);
-}
-
-TEST_F(Calls, GetOfAnAlgorithmIdBeforeAnyListLeavesTheServersId) {
-  server_.Answer(Reply{.float_param = 6.0F});
-  ZorFloatParam param{"supproted_algo_name", 1};
-  EXPECT_EQ(library_->Get(kHandle, &param), 3U);
-  EXPECT_EQ(param.value, 6.0F);
-}
-
-TEST_F(Calls, GetOfAnAlgorithmIdReturnsTheServersRefusal) {
-  server_.Answer(testing::FullReply(12));
-  ZorFloatParam param{"supproted_algo_name", 1};
-  EXPECT_EQ(library_->Get(kHandle, &param), 12U);
-  EXPECT_EQ(param.value, 1.0F);
-}
-
-TEST_F(Calls, ANameThatDiffersInCaseIsNoAlgorithmId) {
-  ZorFloatParam param{"Supproted_algo_name", 1};
-  EXPECT_EQ(library_->Set(kHandle, &param), 0U);
-  EXPECT_EQ(Sent("ZorIntfSet")->float_param()->name()->str(), "Supproted_algo_name");
-}
-
 // --- Enum
-
-TEST_F(Calls, EnumSendsTheSelectorAndTakesTheNames) {
-  server_.Answer(testing::ListOf({"first", "", "th\xEFrd"}));
-  ZorNameList list{};
-  EXPECT_EQ(library_->Enum(1, &list), 0U);
-  ASSERT_EQ(list.count, 3U);
-  EXPECT_STREQ(list.items[0], "first");
-  EXPECT_STREQ(list.items[1], "");
-  EXPECT_STREQ(list.items[2], "th\xEFrd");
-  const Request request = Sent("ZorIntfEnum");
-  EXPECT_THAT(request.Fields(), ElementsAre(CallMessage::VT_FUNC_NAME, CallMessage::VT_ENUM_TYPE,
-                                            CallMessage::VT_STATUS));
-  EXPECT_EQ(request->enum_type(), 1);
-  EXPECT_EQ(library_->Enum(1, &list), 0U);  // frees them
-}
-
-TEST_F(Calls, EnumSendsTheLowByteOfTheSelector) {
-  ZorNameList list{};
-  for (const std::uint32_t selector : {0U, 1U, 3U, 255U, 256U, 258U, 0x301U, 0xFFFFFFFFU}) {
-    EXPECT_EQ(library_->Enum(selector, &list), 0U);
-    EXPECT_EQ(Sent("ZorIntfEnum")->enum_type(), selector & 0xFFU);
-  }
-}
-
-TEST_F(Calls, EnumReplacesTheListAndKeepsItOnAFailure) {
-  server_.Answer(testing::ListOf({"a", "b"}));
-  server_.Answer(testing::FullReply(5));
-  server_.Answer(testing::ListOf({"c"}));
-  ZorNameList list{};
-  EXPECT_EQ(library_->Enum(1, &list), 0U);
-  char** const items = list.items;
-  EXPECT_EQ(library_->Enum(1, &list), 5U);
-  EXPECT_EQ(list.items, items);
-  ASSERT_EQ(list.count, 2U);
-  EXPECT_STREQ(list.items[1], "b");
-  EXPECT_EQ(library_->Enum(1, &list), 0U);
-  ASSERT_EQ(list.count, 1U);
-  EXPECT_STREQ(list.items[0], "c");
-  EXPECT_EQ(library_->Enum(1, &list), 0U);
-  EXPECT_EQ(list.count, 0U);
-  EXPECT_THAT(list.items, IsNull());
-}
 
 // --- serialized blocks
 

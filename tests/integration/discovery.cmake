@@ -17,45 +17,41 @@ zor_algorithm_library(helper)
 zor_algorithm_library(tells_error_mode)
 zor_algorithm_library(needs_helper zor_test_helper)
 
-add_executable(
-  zor_discovery_tests discovery_test.cpp discovery/machine.cpp discovery/wmi_stand_in.cpp)
+# What a test has for the machine: folders, libraries and the management service.
+add_library(zor_machine STATIC discovery/machine.cpp discovery/wmi_stand_in.cpp)
 # The system's interfaces have no virtual destructors.
 set_source_files_properties(discovery/wmi_stand_in.cpp PROPERTIES
                             COMPILE_OPTIONS "${ZOR_NO_VIRTUAL_DESTRUCTOR}")
-target_link_libraries(zor_discovery_tests PRIVATE ole32 oleaut32 wbemuuid)
+target_link_libraries(zor_machine PRIVATE zor_flags PUBLIC zor_integration_support ole32 oleaut32
+                                                           wbemuuid)
 add_dependencies(
-  zor_discovery_tests
+  zor_machine
   zor_test_answers
   zor_test_refuses
   zor_test_without_entry
   zor_test_does_not_load
+  zor_test_tells_error_mode
   zor_test_needs_helper)
+
+add_executable(zor_discovery_tests discovery_test.cpp)
+target_link_libraries(zor_discovery_tests PRIVATE zor_machine)
 zor_add_pipe_tests(zor_discovery_tests SETS quick)
 
-add_executable(zor_search_process_tests search_process_test.cpp discovery/machine.cpp
-                                        discovery/wmi_stand_in.cpp)
-target_link_libraries(zor_search_process_tests PRIVATE ole32 oleaut32 wbemuuid)
-add_dependencies(zor_search_process_tests zor_test_answers zor_test_does_not_load
-                 zor_test_tells_error_mode)
+add_executable(zor_search_process_tests search_process_test.cpp)
+target_link_libraries(zor_search_process_tests PRIVATE zor_machine)
 zor_add_pipe_tests(zor_search_process_tests SETS quick)
 
 # The search itself is linked into the test, too.
-add_executable(zor_version_line_tests version_line_test.cpp discovery/machine.cpp
-                                      discovery/wmi_stand_in.cpp)
-target_link_libraries(zor_version_line_tests PRIVATE zor_core zor_platform ole32 oleaut32 wbemuuid)
-add_dependencies(zor_version_line_tests zor_test_answers)
+add_executable(zor_version_line_tests version_line_test.cpp)
+target_link_libraries(zor_version_line_tests PRIVATE zor_core zor_platform zor_machine)
 zor_add_pipe_tests(zor_version_line_tests SETS quick)
 
 # The platform alone, whose calls to the system are answered by the test.
-add_executable(zor_system_call_tests system_calls_test.cpp support/import_hook.cpp
-                                     discovery/wmi_stand_in.cpp)
-target_link_libraries(zor_system_call_tests PRIVATE zor_platform ole32 oleaut32 wbemuuid gmock gtest
-                                                    gtest_main zor_flags)
+add_executable(zor_system_call_tests system_calls_test.cpp)
+target_link_libraries(zor_system_call_tests PRIVATE zor_platform zor_machine gmock gtest gtest_main
+                                                    zor_flags)
 zor_add_tests(zor_system_call_tests SETS quick)
 
 # The demo's second half.
-add_executable(
-  algorithms_demo discovery/algorithms_demo.cpp discovery/machine.cpp discovery/wmi_stand_in.cpp)
-target_link_libraries(algorithms_demo PRIVATE ZorInterface zor_integration_support ole32 oleaut32
-                                              wbemuuid zor_flags)
-add_dependencies(algorithms_demo zor_test_answers)
+add_executable(algorithms_demo discovery/algorithms_demo.cpp)
+target_link_libraries(algorithms_demo PRIVATE ZorInterface zor_machine zor_flags)

@@ -165,13 +165,6 @@ TEST_F(DiscoveryTest, NoRowWithTheHardwareIdIsNoDriver) {
   EXPECT_THAT(LogOf({"general"}), ElementsAre("[zor] Failed to get Zorvane APO driver version\n"));
 }
 
-TEST_F(DiscoveryTest, TheHardwareIdIsOfAnyCase) {
-  machine_.AddPackageOfVersion(L"zorapo.inf_1", "1.0.0.5");
-  wmi_.rows = {{{L"HardwareID", {.text = L"swc\\ven_zor&cid_apo"}},
-                {L"DriverVersion", {.text = L"1.0.0.5"}}}};
-  EXPECT_THAT(LogOf({"general"}), IsEmpty());
-}
-
 TEST_F(DiscoveryTest, AVersionThatIsNoStringIsEmpty) {
   wmi_.rows = {{{L"HardwareID", {.text = L"SWC\\VEN_ZOR&CID_APO"}}, {L"DriverVersion", {}}}};
   EXPECT_THAT(LogOf({"general"}),
@@ -198,77 +191,12 @@ TEST_F(DiscoveryTest, ReleasesEveryString) {
 
 // --- The driver store
 
-TEST_F(DiscoveryTest, ThePackageOfTheDriversVersionIsTaken) {
-  InstallDriver(L"1.0.0.5");
-  machine_.AddPackageOfVersion(L"zorapo.inf_amd64_1", "1.0.0.4");
-  const path package = machine_.AddPackageOfVersion(L"ZORAPO.INF_amd64_2", "1.0.0.5");
-  machine_.AddPackageOfVersion(L"zorapo.inf_amd64_3", "1.0.0.7");
-  Machine::AddLibrary(package, L"K270502.dll", L"zor_test_answers.dll");
-  EXPECT_THAT(LogOf({"general", "private"}), IsEmpty());
-  EXPECT_THAT(Slots(), ElementsAre("general"));
-  EXPECT_EQ(path(LibraryDirectory()), package);
-}
-
-TEST_F(DiscoveryTest, TheBestPackageIsTakenWhenNoneIsTheDrivers) {
-  InstallDriver(L"9.9.9.9");
-  const path package = machine_.AddPackageOfVersion(L"zorapo.inf_1", "1.5.0.0");
-  machine_.AddPackageOfVersion(L"zorapo.inf_2", "2.0.0.0");
-  Machine::AddLibrary(package, L"K270502.dll", L"zor_test_answers.dll");
-  EXPECT_THAT(LogOf({"general", "private"}),
-              ElementsAre("[zor] Failed to get version matched APO driver path\n"));
-  EXPECT_EQ(path(LibraryDirectory()), package);
-}
-
-TEST_F(DiscoveryTest, InfFilesAreReadAsText) {
-  struct Inf {
-    std::string text;
-    bool has_version;
-  };
-  std::string wide("\xFF\xFE");
-  for (const char c : std::string("DriverVer=06/21/2023,1.0.0.5\r\n")) wide += {c, '\0'};
-  InstallDriver(L"1.0.0.5");
-  for (const auto& [text, has_version] : {
-           Inf{"[Version]\r\nDriverVer=06/21/2023,1.0.0.5\r\n", true},
-           Inf{"[Version]\nDriverVer=06/21/2023,1.0.0.5", true},
-           Inf{"\xEF\xBB\xBF; \xE2\x82\xAC DriverVer 1.0.0.5\r\n", true},
-           Inf{"DriverVer=06.21.2023,1.0.0.5\r\n", true},
-           Inf{"DriverVer=\x80\xFF,1.0.0.5\r\n", true},
-           Inf{"DriverVersion 1.0.0.5.6\r\n", true},
-           Inf{"; DriverVer\r\nDriverVer=06/21/2023,1.0.0.5\r\n", false},
-           Inf{"driverver=06/21/2023,1.0.0.5\r\n", false},
-           Inf{std::string("DriverVer=\0,1.0.0.5\r\n", 21), false},
-           Inf{wide, false},
-           Inf{"", false},
-       }) {
-    const path package = machine_.AddPackage(L"zorapo.inf_1", text);
-    if (has_version) {
-      EXPECT_THAT(LogOf({"general"}), IsEmpty()) << text;
-    } else {
-      EXPECT_THAT(LogOf({"general"}),
-                  ElementsAre("[zor] Failed to get version matched APO driver path\n"))
-          << text;
-    }
-  }
-}
-
 TEST_F(DiscoveryTest, EntriesWithoutAnInfFileAreSkipped) {
   InstallDriver(L"1.0.0.5");
   std::ofstream(machine_.store() / L"ZORAPO.INF_file") << "DriverVer=1.0.0.5";
   std::filesystem::create_directories(machine_.store() / L"zorapo.inf_folder" / L"zorapo.inf");
   EXPECT_THAT(LogOf({"general"}),
               ElementsAre("[zor] Failed to get version matched APO driver path\n"));
-}
-
-TEST_F(DiscoveryTest, AStoreWithoutAPackageIsSaid) {
-  InstallDriver(L"1.0.0.5");
-  std::filesystem::create_directories(machine_.store() / L"other.inf_amd64_1");
-  EXPECT_THAT(LogOf({"general"}), ElementsAre("[zor] No Zorvane APO driver is found\n"));
-}
-
-TEST_F(DiscoveryTest, AMissingSystemRootIsSaid) {
-  InstallDriver(L"1.0.0.5");
-  SetEnvironmentVariableW(L"systemroot", nullptr);
-  EXPECT_THAT(LogOf({"general"}), ElementsAre("[zor] Failed to get systemroot variable\n"));
 }
 
 // --- The libraries
@@ -305,83 +233,7 @@ TEST_F(DiscoveryTest, ALibraryFindsWhatItNeedsInThePackage) {
   EXPECT_EQ(path(LibraryDirectory()), package);
 }
 
-TEST_F(DiscoveryTest, NamesComeOnceForEachLibrary) {
-  const path package = InstallPackage();
-  Machine::AddLibrary(package, L"K270502.dll", L"zor_test_answers.dll");
-  Machine::AddLibrary(package, L"K270506.dll", L"zor_test_answers.dll");
-  EXPECT_EQ(Enumerate({"general"}), ZOR_SUCCESS);
-  EXPECT_THAT(Slots(), ElementsAre("general", Slot()));
-}
-
 // --- The list and the ids
-
-TEST_F(DiscoveryTest, PresentAlgorithmsAreSetAndGotByTheirPosition) {
-  const path package = InstallPackage();
-  Machine::AddLibrary(package, L"K270502.dll", L"zor_test_answers.dll");
-  Machine::AddLibrary(package, L"K030806.dll", L"zor_test_answers.dll");
-  EXPECT_EQ(Enumerate({"General", "private", "whisper"}), ZOR_SUCCESS);
-  EXPECT_THAT(Slots(), ElementsAre("General", Slot()));
-
-  ZorFloatParam param = {kAlgorithmName, 2};
-  EXPECT_EQ(library_->Set(5, &param), ZOR_SUCCESS);
-  EXPECT_EQ(Request(server_.Requests().back())->float_param()->value(), 2);
-  param.value = 1;
-  EXPECT_EQ(library_->Set(5, &param), ZOR_UNKNOWN_ALGORITHM);
-  EXPECT_EQ(param.value, 1);
-
-  server_.Answer(Build(Reply{.float_param = 1}));
-  EXPECT_EQ(library_->Get(5, &param), ZOR_SUCCESS);
-  EXPECT_EQ(param.value, -1);
-  server_.Answer(Build(Reply{.float_param = 2}));
-  EXPECT_EQ(library_->Get(5, &param), ZOR_SUCCESS);
-  EXPECT_EQ(param.value, 2);
-  server_.Answer(Build(Reply{.float_param = 3}));
-  EXPECT_EQ(library_->Get(5, &param), ZOR_UNKNOWN_ALGORITHM);
-  EXPECT_EQ(param.value, 3);
-}
-
-TEST_F(DiscoveryTest, EveryCallAppendsTheServersList) {
-  const path package = InstallPackage();
-  Machine::AddLibrary(package, L"K270502.dll", L"zor_test_answers.dll");
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(Enumerate({"private", "general"}), ZOR_SUCCESS);
-  // The general algorithm's rows are now 1, 3 and 5.
-  for (const float id : {1.0F, 3.0F, 5.0F}) {
-    ZorFloatParam param = {kAlgorithmName, id};
-    EXPECT_EQ(library_->Set(5, &param), ZOR_SUCCESS);
-    EXPECT_EQ(param.value, 1);
-  }
-  for (const float id : {0.0F, 2.0F, 6.0F}) {
-    ZorFloatParam param = {kAlgorithmName, id};
-    EXPECT_EQ(library_->Set(5, &param), ZOR_UNKNOWN_ALGORITHM);
-  }
-}
-
-TEST_F(DiscoveryTest, Selector258IsNotTheListOfAlgorithms) {
-  InstallPackage();
-  EXPECT_EQ(EnumerateWith(Build(Reply{.enum_result = Reply::Names{1, {{"a"}}}}), 258), ZOR_SUCCESS);
-  EXPECT_THAT(Slots(), ElementsAre("a"));
-  EXPECT_EQ(Request(server_.Requests().back())->enum_type(), 2);
-  EXPECT_THAT(wmi_.calls, IsEmpty());
-}
-
-TEST_F(DiscoveryTest, CountsThatDisagreeStayInsideTheList) {
-  InstallPackage();
-  EXPECT_EQ(EnumerateWith(Build(Reply{.enum_result = Reply::Names{2, {{"a", "b", "c"}}}})),
-            ZOR_SUCCESS);
-  EXPECT_THAT(Slots(), ElementsAre("a", "b"));
-  EXPECT_EQ(EnumerateWith(Build(Reply{.enum_result = Reply::Names{4, {{"d"}}}})), ZOR_SUCCESS);
-  EXPECT_THAT(Slots(), ElementsAre("d", "b", "c", Slot()));
-}
-
-TEST_F(DiscoveryTest, AServersErrorLeavesTheListAndTheMachineAlone) {
-  EXPECT_EQ(Enumerate({"a"}), ZOR_SUCCESS);
-  wmi_.calls.clear();
-  char** const items = list_.items;
-  EXPECT_EQ(EnumerateWith(Build(Reply{.func_name = {}, .result = 5})), 5U);
-  EXPECT_EQ(list_.items, items);
-  EXPECT_THAT(Slots(), ElementsAre("a"));
-  EXPECT_THAT(wmi_.calls, IsEmpty());
-}
 
 TEST_F(DiscoveryTest, RepeatedCallsLeakNothing) {
   const path package = InstallPackage();
@@ -394,26 +246,6 @@ TEST_F(DiscoveryTest, RepeatedCallsLeakNothing) {
 }
 
 // --- The errors of the search
-
-TEST_F(DiscoveryTest, AStoreThatCannotBeListedIsOneWithAnEmptyList) {
-  InstallDriver(L"1.0.0.5");
-  EXPECT_EQ(EnumerateWith(Build(Reply{.enum_result = Reply::Names{1, {{"a"}}}}), 0), ZOR_SUCCESS);
-  std::filesystem::remove_all(machine_.root());
-  EXPECT_THAT(LogOf({"general"}, ZOR_TRANSPORT_FAILURE), IsEmpty());
-  ExpectEmptyList();
-}
-
-TEST_F(DiscoveryTest, AVersionThatIsNoNumberIsOneWithAnEmptyList) {
-  InstallDriver(L"1..0.5");
-  EXPECT_THAT(LogOf({"general"}, ZOR_TRANSPORT_FAILURE), IsEmpty());
-  ExpectEmptyList();
-  wmi_.rows.clear();
-  InstallDriver(L"1.0.0.5");
-  machine_.AddPackageOfVersion(L"zorapo.inf_1", "1.0.0.4294967296");
-  EXPECT_THAT(LogOf({"general"}, ZOR_TRANSPORT_FAILURE), IsEmpty());
-  ExpectEmptyList();
-  EXPECT_EQ(wmi_.live_objects, 0);
-}
 
 TEST_F(DiscoveryTest, ASearchThatFailsLeavesNothingBehindWhenTheLibraryIsUnloaded) {
   library_.Unload();

@@ -1,11 +1,14 @@
-/// What the cases of tests/behaviour run on: the library, its servers and the debug log. There are
-/// two, chosen when a program is linked: the library on the scripted platform, and the built
-/// library on real pipes. Each wait ends as tests/kit/patience.h says, and throws when it was for
-/// nothing.
+/// What the cases of tests/behaviour run on: the library, its servers, the machine and the debug
+/// log. There are two, chosen when a program is linked: the library on the scripted platform, and
+/// the built library on real pipes. Each wait ends as tests/kit/patience.h says, and throws when it
+/// was for nothing.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "tests/kit/captured_log.h"
@@ -106,6 +109,45 @@ class BusyPipe {
   BusyPipe(const BusyPipe&) = delete;
   BusyPipe& operator=(const BusyPipe&) = delete;
   ~BusyPipe();
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+/// What an algorithm library does when the library under test asks it.
+enum class Algorithm : std::uint8_t { kAnswers, kRefuses, kWithoutEntry, kDoesNotLoad };
+
+/// What the library finds on the machine, for as long as this object lives: a driver store that is
+/// empty at first, and no driver. COM is initialised on the test's thread.
+class Machine {
+ public:
+  Machine();
+  Machine(const Machine&) = delete;
+  Machine& operator=(const Machine&) = delete;
+  ~Machine();
+
+  /// A driver of this version, as the management service reports it.
+  void InstallDriver(const std::wstring& version, const std::wstring& hardware_id = kHardwareId);
+  void RemoveDrivers();
+
+  /// A package of the driver store whose INF file holds exactly these bytes: its folder.
+  std::wstring AddPackage(const std::wstring& name, std::string_view inf);
+  /// The same with an INF file that states this version.
+  std::wstring AddPackageOfVersion(const std::wstring& name, const std::string& version);
+  /// Puts an algorithm library into a package.
+  void AddLibrary(const std::wstring& package, const std::wstring& file,
+                  Algorithm algorithm = Algorithm::kAnswers);
+
+  void RemoveStore();
+  void RemoveSystemRoot();
+
+  /// Whether the driver has been asked for since the last time.
+  [[nodiscard]] bool WasAsked();
+  /// The folder that the process has added to its search for libraries.
+  [[nodiscard]] std::wstring LibraryDirectory() const;
+
+  static constexpr const wchar_t* kHardwareId = L"SWC\\VEN_ZOR&CID_APO";
 
  private:
   struct Impl;

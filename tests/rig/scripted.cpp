@@ -13,6 +13,7 @@
 #include "tests/kit/patience.h"
 #include "tests/rig/rig.h"
 #include "tests/support/library_test.h"
+#include "tests/support/machine.h"
 
 namespace zor::rig {
 
@@ -146,5 +147,58 @@ BusyPipe::BusyPipe(Pipe pipe)
 }
 
 BusyPipe::~BusyPipe() { ThePipes().Remove(impl_->name); }
+
+struct Machine::Impl {
+  scripted::Machine machine;
+};
+
+Machine::Machine() : impl_(std::make_unique<Impl>()) {}
+
+Machine::~Machine() = default;
+
+void Machine::InstallDriver(const std::wstring& version, const std::wstring& hardware_id) {
+  scripted::TheDrivers().rows.push_back(
+      {{L"HardwareID", {.text = hardware_id}}, {L"DriverVersion", {.text = version}}});
+}
+
+void Machine::RemoveDrivers() { scripted::TheDrivers().rows.clear(); }
+
+std::wstring Machine::AddPackage(const std::wstring& name, std::string_view inf) {
+  return impl_->machine.AddPackage(name, inf);
+}
+
+std::wstring Machine::AddPackageOfVersion(const std::wstring& name, const std::string& version) {
+  return impl_->machine.AddPackageOfVersion(name, version);
+}
+
+void Machine::AddLibrary(const std::wstring& package, const std::wstring& file,
+                         Algorithm algorithm) {
+  switch (algorithm) {
+    case Algorithm::kAnswers:
+      return scripted::Machine::AddLibrary(package, file);
+    case Algorithm::kRefuses:
+      return scripted::Machine::AddLibrary(package, file, scripted::Fails);
+    case Algorithm::kWithoutEntry:
+      return scripted::Machine::AddLibrary(package, file, nullptr);
+    case Algorithm::kDoesNotLoad:
+      // In the folder, and nothing that can be loaded.
+      scripted::TheDirectories().directories[package].entries.push_back(file);
+  }
+}
+
+void Machine::RemoveStore() { scripted::TheDirectories().directories.clear(); }
+
+void Machine::RemoveSystemRoot() { scripted::TheEnvironment().variables.clear(); }
+
+bool Machine::WasAsked() { return !std::exchange(scripted::TheDrivers().calls, {}).empty(); }
+
+std::wstring Machine::LibraryDirectory() const {
+  constexpr std::wstring_view kCall = L"SetLibraryDirectory ";
+  std::wstring directory;
+  for (const std::wstring& call : scripted::TheModules().calls) {
+    if (call.starts_with(kCall)) directory = call.substr(kCall.size());
+  }
+  return directory;
+}
 
 }  // namespace zor::rig

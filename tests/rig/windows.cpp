@@ -1,7 +1,14 @@
 // The built library, loaded from outside, on real pipes.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
 #include <stdexcept>
 #include <utility>
 
+#include "tests/integration/discovery/com.h"
+#include "tests/integration/discovery/machine.h"
+#include "tests/integration/discovery/wmi_stand_in.h"
 #include "tests/integration/support/debug_capture.h"
 #include "tests/integration/support/handle.h"
 #include "tests/integration/support/loaded_library.h"
@@ -92,5 +99,50 @@ BusyPipe::BusyPipe(Pipe pipe)
     : impl_(std::make_unique<Impl>(pipe == Pipe::kRequests ? kRequestPipe : kNotifyPipe)) {}
 
 BusyPipe::~BusyPipe() = default;
+
+struct Machine::Impl {
+  testing::Com com;
+  testing::WmiStandIn management;
+  testing::Machine machine;
+};
+
+Machine::Machine() : impl_(std::make_unique<Impl>()) {}
+
+Machine::~Machine() { EXPECT_EQ(impl_->management.live_objects, 0); }
+
+void Machine::InstallDriver(const std::wstring& version, const std::wstring& hardware_id) {
+  impl_->management.rows.push_back(
+      {{L"HardwareID", {.text = hardware_id}}, {L"DriverVersion", {.text = version}}});
+}
+
+void Machine::RemoveDrivers() { impl_->management.rows.clear(); }
+
+std::wstring Machine::AddPackage(const std::wstring& name, std::string_view inf) {
+  return impl_->machine.AddPackage(name, inf).wstring();
+}
+
+std::wstring Machine::AddPackageOfVersion(const std::wstring& name, const std::string& version) {
+  return impl_->machine.AddPackageOfVersion(name, version).wstring();
+}
+
+void Machine::AddLibrary(const std::wstring& package, const std::wstring& file,
+                         Algorithm algorithm) {
+  static const std::map<Algorithm, const wchar_t*> kBuilt = {
+      {Algorithm::kAnswers, L"zor_test_answers.dll"},
+      {Algorithm::kRefuses, L"zor_test_refuses.dll"},
+      {Algorithm::kWithoutEntry, L"zor_test_without_entry.dll"},
+      {Algorithm::kDoesNotLoad, L"zor_test_does_not_load.dll"}};
+  testing::Machine::AddLibrary(package, file, kBuilt.at(algorithm));
+}
+
+void Machine::RemoveStore() { std::filesystem::remove_all(impl_->machine.root()); }
+
+void Machine::RemoveSystemRoot() { SetEnvironmentVariableW(L"systemroot", nullptr); }
+
+bool Machine::WasAsked() { return !std::exchange(impl_->management.calls, {}).empty(); }
+
+std::wstring Machine::LibraryDirectory() const {
+  return std::filesystem::path(testing::LibraryDirectory()).wstring();
+}
 
 }  // namespace zor::rig

@@ -1,7 +1,6 @@
 // What the exports add to the calls: the translation of algorithm ids, and the callback.
 #include <gmock/gmock.h>
 
-#include <limits>
 #include <optional>
 
 #include "messages/reply.h"
@@ -27,27 +26,6 @@ class Exports : public CallTest {
   }
 };
 
-TEST_F(Exports, SetOfAnAlgorithmBeforeAnyEnumerationReturns3AndSendsNothing) {
-  AnswerWith(Build(Reply{}));
-  ZorFloatParam param{kAlgorithm, 0.0F};
-  EXPECT_EQ(ZorIntfSet(5, &param), 3U);
-  EXPECT_EQ(TheCalls().Count(Function::kOpenPipe), 0);
-  EXPECT_EQ(param.value, 0.0F);
-}
-
-TEST_F(Exports, SetOfAnUnknownAlgorithmReturns3SendsNothingAndLeavesTheValue) {
-  FillTable();
-  AnswerWith(Build(Reply{}));
-  for (const float value : {1.0F, 3.0F, 0.5F, 10.0F, std::numeric_limits<float>::infinity()}) {
-    ZorFloatParam param{kAlgorithm, value};
-    EXPECT_EQ(ZorIntfSet(5, &param), ZOR_UNKNOWN_ALGORITHM);
-    EXPECT_EQ(param.value, value);
-  }
-  ZorFloatParam param{kAlgorithm, std::numeric_limits<float>::quiet_NaN()};
-  EXPECT_EQ(ZorIntfSet(5, &param), ZOR_UNKNOWN_ALGORITHM) << "a NaN matches nothing";
-  EXPECT_EQ(TheCalls().Count(Function::kOpenPipe), 0);
-}
-
 TEST_F(Exports, SetOfAnAlgorithmSendsTheServersIdAndLeavesItInTheRecord) {
   FillTable();
   AnswerWith(Build(Reply{}));
@@ -57,27 +35,11 @@ TEST_F(Exports, SetOfAnAlgorithmSendsTheServersIdAndLeavesItInTheRecord) {
   EXPECT_EQ(param.value, 12.0F);
 }
 
-TEST_F(Exports, SetOfAnAlgorithmTakesTheValueThatTheReplyEchoes) {
-  FillTable();
-  AnswerWith(Build(Reply{.float_param = 99.0F}));
-  ZorFloatParam param{kAlgorithm, 2.0F};
-  EXPECT_EQ(ZorIntfSet(5, &param), ZOR_SUCCESS);
-  EXPECT_EQ(param.value, 99.0F);
-}
-
 TEST_F(Exports, SetOfAnAlgorithmHasTranslatedTheRecordEvenWithoutAServer) {
   FillTable();
   ZorFloatParam param{kAlgorithm, 0.0F};
   EXPECT_EQ(ZorIntfSet(5, &param), ZOR_NOT_CONNECTED);
   EXPECT_EQ(param.value, 10.0F);
-}
-
-TEST_F(Exports, SetOfMinus1IsTheFirstAlgorithmThatIsAbsentLocally) {
-  FillTable();
-  AnswerWith(Build(Reply{}));
-  ZorFloatParam param{kAlgorithm, -1.0F};
-  EXPECT_EQ(ZorIntfSet(5, &param), ZOR_SUCCESS);
-  EXPECT_EQ(SentValue(), 11.0F);
 }
 
 TEST_F(Exports, TheFirstRowThatMatchesWins) {
@@ -96,59 +58,6 @@ TEST_F(Exports, GetOfAnAlgorithmTranslatesTheServersId) {
   ZorFloatParam param{kAlgorithm, 0.0F};
   EXPECT_EQ(ZorIntfGet(5, &param), ZOR_SUCCESS);
   EXPECT_EQ(param.value, 2.0F);
-}
-
-TEST_F(Exports, GetOfAnAlgorithmThatIsAbsentLocallyReturns0WithMinus1) {
-  FillTable();
-  AnswerWith(Build(Reply{.float_param = 11.0F}));
-  ZorFloatParam param{kAlgorithm, 0.0F};
-  EXPECT_EQ(ZorIntfGet(5, &param), ZOR_SUCCESS);
-  EXPECT_EQ(param.value, -1.0F);
-}
-
-TEST_F(Exports, GetOfAnIdThatNoRowHasReturns3AndLeavesTheId) {
-  FillTable();
-  AnswerWith(Build(Reply{.float_param = 13.0F}));
-  ZorFloatParam param{kAlgorithm, 0.0F};
-  EXPECT_EQ(ZorIntfGet(5, &param), ZOR_UNKNOWN_ALGORITHM);
-  EXPECT_EQ(param.value, 13.0F);
-}
-
-TEST_F(Exports, GetOfAnAlgorithmBeforeAnyEnumerationAsksTheServerAndReturns3) {
-  AnswerWith(Build(Reply{.float_param = 10.0F}));
-  ZorFloatParam param{kAlgorithm, 0.0F};
-  EXPECT_EQ(ZorIntfGet(5, &param), ZOR_UNKNOWN_ALGORITHM);
-  EXPECT_EQ(param.value, 10.0F);
-  EXPECT_EQ(TheCalls().Count(Function::kWritePipe), 1);
-}
-
-TEST_F(Exports, GetWhoseReplyHasNoParameterLooksTheCallersOwnValueUp) {
-  FillTable();
-  AnswerWith(Build(Reply{}));
-  ZorFloatParam param{kAlgorithm, 12.0F};
-  EXPECT_EQ(ZorIntfGet(5, &param), ZOR_SUCCESS);
-  EXPECT_EQ(param.value, 2.0F);
-}
-
-TEST_F(Exports, GetThatFailsIsNotTranslated) {
-  FillTable();
-  AnswerWith(Build(Reply{.float_param = 12.0F, .result = 8}));
-  ZorFloatParam param{kAlgorithm, 10.0F};
-  EXPECT_EQ(ZorIntfGet(5, &param), 8U);
-  EXPECT_EQ(param.value, 10.0F);
-}
-
-TEST_F(Exports, AnyOtherNameIsNotTranslated) {
-  FillTable();
-  AnswerWith(Build(Reply{}));
-  for (const char* name : {"Supproted_algo_name", "SUPPROTED_ALGO_NAME", "supported_algo_name",
-                           "supproted_algo_name ", "supproted_algo_nam", ""}) {
-    ZorFloatParam param{name, 2.0F};
-    EXPECT_EQ(ZorIntfSet(5, &param), ZOR_SUCCESS);
-    EXPECT_EQ(SentValue(), 2.0F) << name;
-    EXPECT_EQ(ZorIntfGet(5, &param), ZOR_SUCCESS);
-    EXPECT_EQ(param.value, 2.0F) << name;
-  }
 }
 
 TEST_F(Exports, RegisteringACallbackReturns0WithoutAServerAndSendsNothing) {
