@@ -1,5 +1,4 @@
-/* A whole session with the audio server: every call once, in the order an application makes them.
- */
+/* A whole session with the audio server: every call once, in the order of an application. */
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -45,11 +44,11 @@ static void on_event(ZorEvent* event) {
 static const char* explain(ZorResult result) {
   switch (result) {
     case ZOR_TRANSPORT_FAILURE:
-      return "the server did not answer, or not with a valid reply";
+      return "there is no valid reply from the server, or a local step failed";
     case ZOR_NOT_CONNECTED:
-      return "the server is not there: start zorsim, then try again";
+      return "the server is not running, is busy or denies access: is zorsim running?";
     case ZOR_UNKNOWN_ALGORITHM:
-      return "no algorithm of the list has this id";
+      return "no algorithm in the list has this id";
     default:
       return "the server refused: see its documentation for this result";
   }
@@ -60,7 +59,7 @@ static void check(const char* step, ZorResult result) {
   printf("%-22s %s\n", step, result == ZOR_SUCCESS ? "ok" : "failed");
   fflush(stdout);
   if (result != ZOR_SUCCESS) {
-    fprintf(stderr, "session: %s answered %u: %s\n", step, (unsigned)result, explain(result));
+    fprintf(stderr, "session: %s returned %u: %s\n", step, (unsigned)result, explain(result));
     exit(EXIT_FAILURE);
   }
 }

@@ -1,10 +1,10 @@
 /**
  * @file zor.hpp
- * @brief `zor_interface.h` for C++17 and later: the same calls, with owners, ranges and errors.
+ * @brief The calls of `zor_interface.h` for C++17 and later, with owners, ranges and error codes.
  *
- * Header-only; link what the C header needs. Every member says which export it calls, and does
- * nothing else behind it. What the calls mean, which results they have and what the server decides
- * is told in zor_interface.h.
+ * Header-only; link what the C header needs. The comment of each member names the C function that
+ * it calls, in square brackets; it calls nothing else. zor_interface.h describes what the calls do
+ * and which results they have.
  *
  * @code
  * #include <iostream>
@@ -23,31 +23,32 @@
  * @endcode
  *
  * ## Errors
- * As in `std::filesystem`, each call comes twice. Without an `std::error_code` a result other than
- * 0 is thrown as `std::system_error`; with one it is stored there (and 0 clears it), and the
- * returned value is then empty or zero unless its description says otherwise. The codes are of
- * zor::ResultCategory() and compare with zor::Result, or with `std::errc` (`not_connected`,
- * `io_error`).
+ * As in `std::filesystem`, each call has two forms. The form without an `std::error_code` throws
+ * `std::system_error` for every result but 0. The form with one stores the result there (0 clears
+ * it); on error it returns an empty value or zero, unless its description says otherwise. The codes
+ * belong to zor::ResultCategory(). They compare with zor::Result and with `std::errc`
+ * (`not_connected`, `io_error`).
  *
- * Either form may throw `std::bad_alloc`: when the header's own code has no memory, and in programs
- * built with GCC also when the library has none (see "Errors" in zor_interface.h for the others).
- * The header also compiles without exceptions (`-fno-exceptions`, no `/EH`). Use the forms with an
- * `std::error_code` then; where the others would throw, they end the process by `std::abort`.
+ * Both forms throw `std::bad_alloc` when this header's own code has no memory. When the library has
+ * none, programs built with GCC get the same exception; for all others see "Out of memory" in
+ * zor_interface.h. The header also compiles without exceptions (`-fno-exceptions`, no `/EH`). Use
+ * the forms with an `std::error_code` then: where the others would throw, they end the process by
+ * `std::abort`.
  *
  * ## Threads
  * The library takes no lock, and only one thread at a time may call it. So each call here holds a
- * mutex: the header's own, of which every program or DLL that includes the header has one, or one
- * that the application gives to each Client. A process in which several modules call the library,
- * or C code calls it too, gives all of them the same mutex. zor::kUnlocked asks for no lock.
- * Events need no mutex: see zor::SetEventCallback().
+ * mutex. By default this is the header's own; each program or DLL that includes the header has one.
+ * If several modules of a process call the library, or C code calls it too, create one mutex and
+ * give it to all of them: see zor::Client. A client made with zor::kUnlocked takes no lock. Events
+ * need no mutex: see zor::SetEventCallback().
  *
  * ## Blocking
- * "Blocks" below means: until other threads' calls have returned, and then until the server has
- * replied. There is no time limit.
+ * "Blocks" below means: the call waits until the calls of other threads have returned, and then
+ * until the server has replied. There is no time limit.
  *
  * ## Runtimes
- * Works with every Windows C++ compiler that has `std::mutex` (of the GNU compilers for Windows
- * those with the posix thread model), whatever C runtime the application links.
+ * The header works with every C++ compiler for Windows that has `std::mutex`, and with every C
+ * runtime. Of the GNU compilers for Windows, those with the posix thread model have `std::mutex`.
  */
 #ifndef ZOR_HPP
 #define ZOR_HPP
@@ -73,7 +74,7 @@
 #include "zor_interface.h"
 #include "zor_result.h"
 
-/// The C++ face of the library.
+/// The library's C++ interface.
 namespace zor {
 
 /// The selector of the list of algorithms, for Client::Enumerate().
@@ -82,7 +83,7 @@ inline constexpr std::uint32_t kAlgorithms = 2;
 /// The parameter whose value is a position in the list of algorithms. Spelt so by the server.
 inline constexpr const char* kAlgorithmParameter = "supproted_algo_name";
 
-/// The results that have a name. A server has others of its own, and may also answer with these.
+/// The results that have a name. A server may send these too, and has others of its own.
 enum class Result : std::uint32_t {
   kSuccess = ZOR_SUCCESS,                     ///< ::ZOR_SUCCESS
   kTransportFailure = ZOR_TRANSPORT_FAILURE,  ///< ::ZOR_TRANSPORT_FAILURE
@@ -179,11 +180,11 @@ auto OrThrow(const char* what, Call call) -> std::invoke_result_t<Call, std::err
 }  // namespace detail
 /// @endcond
 
-/// A list of names as the server orders it. A position without a name is an algorithm that the
-/// server has but this machine has not.
+/// A list of names, in the server's order. In the list of algorithms, an entry without a name is an
+/// algorithm that is not installed on this machine.
 using NameList = std::vector<std::optional<std::string>>;
 
-/// A block of bytes that the library has handed out; a range of bytes that frees itself.
+/// A block of bytes from the library: a range of bytes that frees itself.
 class Blob {
  public:
   /// Empty: no name, no bytes.
@@ -314,7 +315,7 @@ namespace detail {
 }  // namespace detail
 /// @endcond
 
-/// The way to the server. Copies are alike; none holds anything of the server's.
+/// The calls that need no instance. A Client holds no connection and may be copied freely.
 class Client {
  public:
   /// Every call holds the header's own mutex.
@@ -323,8 +324,8 @@ class Client {
   /// Takes no lock: for applications that call from one thread at a time.
   explicit Client(Unlocked /*unused*/) noexcept {}
 
-  /// Every call holds `mutex`, which must outlive the client, its copies and its instances. Give
-  /// the same one to all who call the library in this process.
+  /// Every call holds `mutex`, which must outlive the client, its copies and its instances. All
+  /// code of this process that calls the library must hold the same mutex.
   explicit Client(std::mutex& mutex) noexcept : mutex_(&mutex) {}
 
   /// The server's four information words [ZorIntfGetInfo]. Blocks.
@@ -340,9 +341,8 @@ class Client {
     return info;
   }
 
-  /// The names that `selector` stands for [ZorIntfEnum]. Blocks; kAlgorithms also searches this
-  /// machine and runs code of the driver package. The list is the caller's own copy; the library's
-  /// is kept in one record for the whole process, which the next call frees.
+  /// The list of names with this `selector` [ZorIntfEnum]. Blocks. kAlgorithms also searches this
+  /// machine and runs code of the driver package. The list is a copy, owned by the caller.
   [[nodiscard]] NameList Enumerate(std::uint32_t selector = kAlgorithms) const {
     return detail::OrThrow("ZorIntfEnum",
                            [&](std::error_code& error) { return Enumerate(selector, error); });
@@ -360,8 +360,8 @@ class Client {
     return names;
   }
 
-  /// A new instance [ZorIntfCreate]. Blocks. `name` and `value` are the server's to interpret; null
-  /// leaves one out.
+  /// Creates an instance [ZorIntfCreate]. Blocks. The server decides what `name` and `value` mean;
+  /// null leaves one of them out of the request.
   [[nodiscard]] Instance Create(const Text& name, const Text& value = nullptr) const;
 
   /// As above; an instance that owns nothing on error.
@@ -391,12 +391,12 @@ class Client {
 /**
  * @brief An instance on the server, destroyed with this object.
  *
- * One that owns nothing (made empty, moved from, released, abandoned, destroyed) sends nothing: its
- * calls report `std::errc::invalid_argument`.
+ * An object that owns no instance (created empty, moved from, released, abandoned, destroyed) sends
+ * nothing: its calls report `std::errc::invalid_argument`.
  *
- * A server that has been restarted has lost its instances, and gives out the same handles again:
- * the handle of a lost instance may be another's by then. Abandon() the instances when the server
- * has ended.
+ * A server that is restarted loses its instances, and may give the same handles to new ones. So a
+ * handle from before the restart may be that of another instance now. Call Abandon() on all
+ * instances when the server has ended.
  */
 class Instance {
  public:
@@ -413,9 +413,9 @@ class Instance {
   Instance(Instance&& other) noexcept
       : client_(other.client_), handle_(std::exchange(other.handle_, std::nullopt)) {}
 
-  /// Destroys the instance that this one owns, and leaves `other` without one. Blocks when there is
-  /// one to destroy. If both have the same handle, a server restarted in between has given it out
-  /// anew: then there is nothing to destroy.
+  /// Destroys the instance that this object owns, and takes that of `other`. Blocks if there is one
+  /// to destroy. If both have the same handle, the server was restarted in between and its first
+  /// instance is gone: then nothing is destroyed.
   Instance& operator=(Instance&& other) noexcept {
     Instance taken(std::move(other));
     if (handle_ == taken.handle_) Abandon();
@@ -441,14 +441,14 @@ class Instance {
   /// The instance's handle, for the C calls; 0 when there is no instance.
   [[nodiscard]] std::uint32_t handle() const noexcept { return handle_.value_or(0); }
 
-  /// Gives the handle, as handle() does, and the duty to destroy the instance to the caller.
+  /// Returns handle(). From then on the caller must destroy the instance.
   [[nodiscard]] std::uint32_t Release() noexcept {
     const std::uint32_t released = handle();
     handle_.reset();
     return released;
   }
 
-  /// Gives the instance up without destroying it: for when its server has ended. Sends nothing.
+  /// Gives up the instance without destroying it, when its server has ended. Sends nothing.
   void Abandon() noexcept { handle_.reset(); }
 
   /// Destroys the instance now [ZorIntfDestroy]. Blocks. On error it stays owned and can be tried
@@ -463,8 +463,8 @@ class Instance {
     if (!error) handle_.reset();
   }
 
-  /// Configures the instance [ZorIntfConfig]. Blocks. `name` and `value` are the server's to
-  /// interpret; null leaves one out.
+  /// Configures the instance [ZorIntfConfig]. Blocks. The server decides what `name` and `value`
+  /// mean; null leaves one of them out of the request.
   void Config(const Text& name, const Text& value) {
     detail::OrThrow("ZorIntfConfig", [&](std::error_code& error) { Config(name, value, error); });
   }
@@ -509,14 +509,13 @@ class Instance {
   }
 
   /// Sets a parameter [ZorIntfSet]; `name` must not be null. Blocks. Returns the value that the
-  /// call left in the record: the server's, when it answers with one; for kAlgorithmParameter the
-  /// server's id.
+  /// reply has, or else `value`; for kAlgorithmParameter the server's id.
   float Set(const Text& name, float value) {
     return detail::OrThrow("ZorIntfSet",
                            [&](std::error_code& error) { return Set(name, value, error); });
   }
 
-  /// As above; returns what the call left in the record on error too.
+  /// As above, also on error: ZorIntfSet() leaves the value in its record.
   float Set(const Text& name, float value, std::error_code& error) {
     ZorFloatParam param = {name.c_str(), value};
     error = Call([&](std::uint32_t handle) { return ZorIntfSet(handle, &param); });
@@ -633,8 +632,8 @@ inline Instance Client::Create(const Text& name, const Text& value) const {
                          [&](std::error_code& error) { return Create(name, value, error); });
 }
 
-/// A notification of the server. Which members are there depends on the type alone; what they mean
-/// is the server's.
+/// A notification of the server. The type alone decides which members have a value. The server
+/// decides what they mean.
 struct Event {
   std::uint32_t type = 0;                ///< 0 to 255
   std::optional<bool> flag;              ///< types 0, 2 and 4
@@ -642,10 +641,10 @@ struct Event {
   std::optional<std::string_view> text;  ///< types 4 and 5; valid until the callback returns
 };
 
-/// Receives events, one at a time, on the library's background thread. The rules of
-/// ::ZorEventCallback hold: it must not throw (that ends the process) nor unload the library. It
-/// may make calls through a Client, unless that is an unlocked one and another thread calls
-/// meanwhile.
+/// Receives events, one at a time, on the library's background thread. All rules of
+/// ::ZorEventCallback apply: it must not throw (that ends the process) and not unload the library.
+/// It may make calls through a Client. If that client is unlocked, no other thread may make a call
+/// at the same time.
 using EventCallback = std::function<void(const Event&)>;
 
 /// @cond INTERNAL
@@ -708,12 +707,12 @@ inline void DeliverEvent(ZorEvent* record) noexcept {
 /**
  * @brief Sets the event callback, replacing any earlier one [ZorIntfRegEventCallback].
  *
- * There is one for the whole process; an empty function switches delivery off. Blocks while another
- * thread delivers an event to the earlier callback: on return the earlier callback does not run and
- * never will, so what it refers to may be destroyed. Called from within a callback it does not
- * wait, and the callback that is running lives on until it returns. May be called at any time from
- * any thread, but not with a lock held that the earlier callback may wait for.
- * @param callback  Called on the library's thread. It is destroyed when it has been replaced.
+ * There is one for the whole process; an empty function switches delivery off. The call waits while
+ * an event is being delivered to the earlier callback. When it returns, the earlier callback is not
+ * running and will not run again, so what it refers to may be destroyed. Called from a callback it
+ * does not wait, and the running callback is kept until it returns. Any thread may call it at any
+ * time, but must not hold a lock that the earlier callback may wait for.
+ * @param callback  Called on the library's thread. Destroyed after it has been replaced.
  */
 inline void SetEventCallback(EventCallback callback) {
   std::shared_ptr<const EventCallback> held;
@@ -732,7 +731,7 @@ inline void SetEventCallback(EventCallback callback) {
 /// objects. See SetEventCallback().
 class [[nodiscard]] ScopedEventCallback {
  public:
-  /// Sets the callback [ZorIntfRegEventCallback]. Blocks as SetEventCallback() does.
+  /// Sets the callback [ZorIntfRegEventCallback]. Waits as SetEventCallback() does.
   [[nodiscard]] explicit ScopedEventCallback(EventCallback callback) {
     SetEventCallback(std::move(callback));
   }
@@ -740,8 +739,8 @@ class [[nodiscard]] ScopedEventCallback {
   ScopedEventCallback(const ScopedEventCallback&) = delete;
   ScopedEventCallback& operator=(const ScopedEventCallback&) = delete;
 
-  /// Switches delivery off, even if another callback has been set since [ZorIntfRegEventCallback].
-  /// Blocks as SetEventCallback() does.
+  /// Unregisters the event callback, even if another one has been set since
+  /// [ZorIntfRegEventCallback]. Waits as SetEventCallback() does.
   ~ScopedEventCallback() { SetEventCallback(EventCallback()); }
 };
 

@@ -2,8 +2,9 @@
  * @file zor_loader.h
  * @brief Loads `ZorInterface.dll` at run time, in C99 or C++11 and later. Header-only.
  *
- * For programs that must start without the library, that load and unload it, or that say clearly
- * why it cannot be used; and for bindings. Links nothing but kernel32: no import library.
+ * For programs that must start without the library, that load and unload it themselves, or that
+ * tell their user why it cannot be used; and for bindings of other languages. It needs no import
+ * library, only kernel32.
  *
  * @code
  * #include <stdio.h>
@@ -24,9 +25,9 @@
  * }
  * @endcode
  *
- * The library is loaded by its full path. A file of the same name elsewhere is never taken,
- * whatever the process's search path for libraries is. Before any code of the file runs, its
- * version is read from its version resource and compared with this header's.
+ * The library is loaded by its full path. So the process's search path for libraries does not
+ * matter, and a file of the same name elsewhere is never loaded. Before any code of the file runs,
+ * the version in its version resource is compared with this header's.
  *
  * A ::ZorLibrary takes no lock: load and unload with one from one thread at a time.
  */
@@ -72,12 +73,12 @@ typedef struct ZorFileVersion {
   uint32_t patch_number; /**< The third. */
 } ZorFileVersion;
 
-/** @brief What zor_load() says about a library that it did not load, or did. */
+/** @brief What zor_load() found. */
 typedef struct ZorLoadError {
-  ZorLoadStatus status;             /**< What zor_load() returned. */
-  uint32_t system_error;            /**< The system's error, where a call of it failed; else 0. */
-  const char* missing_export;       /**< For ::ZOR_LOAD_EXPORT_MISSING; else null. */
-  ZorFileVersion version;           /**< The file's; all 0: it has none, or was not read. */
+  ZorLoadStatus status;       /**< What zor_load() returned. */
+  uint32_t system_error;      /**< The system's error number, or 0. */
+  const char* missing_export; /**< For ::ZOR_LOAD_EXPORT_MISSING; else null. */
+  ZorFileVersion version;     /**< The file's version; all 0 if it has none or was not read. */
   wchar_t path[ZOR_LOAD_PATH_SIZE]; /**< The file; empty when the path is a bad one. */
 } ZorLoadError;
 
@@ -258,11 +259,12 @@ ZOR_INLINE ZorLoadStatus zor_try_load(ZorLibrary* library, const wchar_t* path,
 /**
  * @brief Unloads the library and clears the record; does nothing when nothing is loaded.
  *
- * Returns when the library's thread has ended: at most 100 ms, plus the time that a running
- * callback still takes. Not while a call is running, nor from the event callback.
+ * Returns when the library's thread has ended: after about 100 ms at most, plus the time that a
+ * running callback still takes. Do not call it while a call is running, nor from the event
+ * callback.
  * @param library  From zor_load(), or zeroed.
- * @return Whether the library has left the process. It stays when somebody else in the process has
- *         loaded it too; its connection, its ids and its callback stay with it.
+ * @return Whether the library has left the process. If other code in the process has loaded the
+ *         library too, it stays, with its connection, its ids and its callback.
  */
 ZOR_INLINE bool zor_unload(ZorLibrary* library) {
   const HMODULE module = library->module;
@@ -278,7 +280,7 @@ ZOR_INLINE bool zor_unload(ZorLibrary* library) {
 }
 
 /**
- * @brief Loads the library and finds its calls; does nothing when it is loaded already.
+ * @brief Loads the library and finds its calls; does nothing if it is loaded already.
  *
  * The file's first two version numbers must be ::ZOR_VERSION_MAJOR and ::ZOR_VERSION_MINOR.
  * @param      library  Zeroed before its first use. Unchanged unless the library is loaded.
@@ -301,7 +303,7 @@ ZOR_INLINE ZorLoadStatus zor_load(ZorLibrary* library, const wchar_t* path, ZorL
 }
 
 /**
- * @brief Describes what zor_load() has said.
+ * @brief Describes what zor_load() has found.
  * @param error   From zor_load().
  * @param buffer  ZOR_LOAD_TEXT_SIZE characters.
  * @return `buffer`: a text in English, without a full stop and without the path.
@@ -347,17 +349,18 @@ ZOR_INLINE const char* zor_load_text(const ZorLoadError* error, char* buffer) {
 }
 
 /**
- * @brief Calls ::ZorIntfEnum and sets the process's directory for libraries back afterwards.
+ * @brief Calls ::ZorIntfEnum and restores the process's directory for libraries afterwards.
  *
  * With selector 2 ::ZorIntfEnum changes that directory (`SetDllDirectoryW`) as soon as it has found
- * a driver package, and leaves it so. If there was none before, it is then set back to none: the
- * system does not tell "none" from an empty text. A program that keeps the current directory out of
- * the search by `SetDllDirectoryW(L"")` sets it again after this call.
+ * a driver package, and does not change it back. This function does. The system does not tell an
+ * empty directory from none at all: in both cases the call restores "none". A program that has
+ * called `SetDllDirectoryW(L"")`, to keep the current directory out of the search, must call it
+ * again afterwards.
  * @param         library   Loaded.
  * @param         selector  As for ::ZorIntfEnum.
  * @param[in,out] list      As for ::ZorIntfEnum.
- * @return The result of ::ZorIntfEnum; ::ZOR_TRANSPORT_FAILURE without a call when there is no
- *         memory to keep the directory in.
+ * @return The result of ::ZorIntfEnum. If there is no memory to save the directory,
+ *         ::ZOR_TRANSPORT_FAILURE, without a call.
  */
 ZOR_INLINE ZorResult zor_enum(const ZorLibrary* library, uint32_t selector, ZorNameList* list) {
   ZorResult result = ZOR_TRANSPORT_FAILURE;

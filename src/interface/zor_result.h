@@ -52,22 +52,22 @@ ZOR_INLINE char* zor_append_number(char* at, uint32_t number) {
 
 /**
  * @brief Describes a result.
- * @param result  Of any call; one of the server's own, too.
- * @param buffer  ZOR_RESULT_TEXT_SIZE characters. Used for a result of the server's own only.
- * @return A text in English, without a full stop: a literal, or in `buffer`.
+ * @param result  The result of any call, also one of the server's own.
+ * @param buffer  ZOR_RESULT_TEXT_SIZE characters. Used only for a result of the server's own.
+ * @return A text in English, without a full stop: a literal, or `buffer`.
  */
 ZOR_INLINE const char* zor_result_text(ZorResult result, char* buffer) {
   switch (result) {
     case ZOR_SUCCESS:
       return "success";
     case ZOR_TRANSPORT_FAILURE:
-      return "the server did not answer, or not with a valid reply";
+      return "there is no valid reply from the server, or a local step failed";
     case ZOR_NOT_CONNECTED:
-      return "the server is not running, or busy";
+      return "the server is not running, is busy or denies access";
     case ZOR_UNKNOWN_ALGORITHM:
-      return "no algorithm of the list has this id";
+      return "no algorithm in the list has this id";
     default:
-      (void)zor_append_number(zor_append_text(buffer, "the server answered "), result);
+      (void)zor_append_number(zor_append_text(buffer, "the server returned "), result);
       return buffer;
   }
 }

@@ -19,11 +19,12 @@ TEST(ResultCategory, NamesTheResults) {
   EXPECT_STREQ(ResultCategory().name(), "zor");
   EXPECT_EQ(MakeErrorCode(ZOR_SUCCESS).message(), "success");
   EXPECT_EQ(MakeErrorCode(ZOR_TRANSPORT_FAILURE).message(),
-            "the server did not answer, or not with a valid reply");
-  EXPECT_EQ(MakeErrorCode(ZOR_NOT_CONNECTED).message(), "the server is not running, or busy");
-  EXPECT_EQ(MakeErrorCode(ZOR_UNKNOWN_ALGORITHM).message(), "no algorithm of the list has this id");
-  EXPECT_EQ(MakeErrorCode(kRefused).message(), "the server answered 77");
-  EXPECT_EQ(MakeErrorCode(0xFFFFFFFF).message(), "the server answered 4294967295");
+            "there is no valid reply from the server, or a local step failed");
+  EXPECT_EQ(MakeErrorCode(ZOR_NOT_CONNECTED).message(),
+            "the server is not running, is busy or denies access");
+  EXPECT_EQ(MakeErrorCode(ZOR_UNKNOWN_ALGORITHM).message(), "no algorithm in the list has this id");
+  EXPECT_EQ(MakeErrorCode(kRefused).message(), "the server returned 77");
+  EXPECT_EQ(MakeErrorCode(0xFFFFFFFF).message(), "the server returned 4294967295");
 }
 
 TEST(ResultCategory, ComparesWithResultsAndWithTheStandardsConditions) {
@@ -198,7 +199,7 @@ TEST_F(ClientTest, ThrowsAServersResultWithTheExportsName) {
       ADD_FAILURE() << "nothing was thrown";
     } catch (const std::system_error& error) {
       EXPECT_EQ(error.code(), MakeErrorCode(kRefused));
-      EXPECT_THAT(error.what(), HasSubstr(std::string(call.name) + ": the server answered 77"));
+      EXPECT_THAT(error.what(), HasSubstr(std::string(call.name) + ": the server returned 77"));
     }
     answer_.result = ZOR_SUCCESS;
   }

@@ -15,9 +15,9 @@ TEST(ResultText, IsTheSameInCAndInCpp) {
 }
 
 TEST(ResultText, NamesAResultOfTheServersOwn) {
-  EXPECT_STREQ(result_text_in_c(4), "the server answered 4");
-  EXPECT_STREQ(result_text_in_c(100), "the server answered 100");
-  EXPECT_STREQ(result_text_in_c(4294967295U), "the server answered 4294967295");
+  EXPECT_STREQ(result_text_in_c(4), "the server returned 4");
+  EXPECT_STREQ(result_text_in_c(100), "the server returned 100");
+  EXPECT_STREQ(result_text_in_c(4294967295U), "the server returned 4294967295");
 }
 
 TEST(ResultText, FillsTheBufferAtMost) {

@@ -62,6 +62,16 @@ TEST_F(ReentrantEnumeration, SeesTheListAlreadyFreed) {
   EXPECT_TRUE(looked);
 }
 
+TEST_F(ReentrantEnumeration, KeepsTheListWithinWhenItsOwnSearchFails) {
+  InstallDriver(L"1.0.x.5");
+  ServeAlgorithms({"general", "private"});
+  TheCalls().Before(Function::kNextRow,
+                    [this] { EXPECT_EQ(ZorIntfEnum(258, &list_), ZOR_SUCCESS); });
+  EXPECT_EQ(ZorIntfEnum(2, &list_), ZOR_TRANSPORT_FAILURE);
+  ASSERT_EQ(list_.count, 2U);
+  EXPECT_STREQ(list_.items[1], "private");
+}
+
 constexpr std::uint32_t kNoFaultBox = 2;  // SEM_NOGPFAULTERRORBOX
 
 class ErrorModeTest : public SearchTest {
