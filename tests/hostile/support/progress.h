@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <iostream>
 
 #include "tests/integration/support/handle.h"
 
@@ -25,7 +26,9 @@ class Progress {
       Sleep(kLookEveryMs);
       if (count_ != before) idle = 0;
     }
-    return count_ >= goal;
+    std::cerr << "waited for " << goal << "; " << count_ << " have arrived, and no more for "
+              << testing::kPatienceMs << " ms\n";
+    return false;
   }
 
  private:

@@ -1,5 +1,6 @@
 #include "tests/integration/support/pipe_server.h"
 
+#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -35,9 +36,12 @@ bool PipeServer::WaitForConnections(int count) {
   while (connections_ < count &&
          SleepConditionVariableSRW(&connected_, &lock_, kPatienceMs, 0) != FALSE) {
   }
-  const bool arrived = connections_ >= count;
+  const int arrived = connections_;
   ReleaseSRWLockExclusive(&lock_);
-  return arrived;
+  if (arrived >= count) return true;
+  std::cerr << "waited for " << count << " clients to connect: " << arrived
+            << " did, and no more for " << kPatienceMs << " ms\n";
+  return false;
 }
 
 void PipeServer::Serve(ServerEnd& end) {

@@ -26,7 +26,7 @@ class PipeServer {
 
   /// How many clients have connected so far.
   [[nodiscard]] int connections() const;
-  /// Waits until that many have; false when they do not come.
+  /// Waits until that many have. False when they do not come; how many did is on standard error.
   [[nodiscard]] bool WaitForConnections(int count);
 
  private:

@@ -1,6 +1,7 @@
 #include "tests/integration/support/server_end.h"
 
 #include <array>
+#include <iostream>
 
 namespace zor::testing {
 
@@ -19,7 +20,11 @@ bool ServerEnd::WaitForClient() {
   const DWORD error = connected ? ERROR_SUCCESS : GetLastError();
   // Already there, or already gone again.
   if (error == ERROR_PIPE_CONNECTED || error == ERROR_NO_DATA) return true;
-  return Finish(connected, error).ok;
+  const Outcome outcome = Finish(connected, error);
+  if (!outcome.ok && !IsCancelled()) {
+    std::cerr << "no client has connected, error " << outcome.error << '\n';
+  }
+  return outcome.ok;
 }
 
 std::optional<Bytes> ServerEnd::Read() {

@@ -1,6 +1,7 @@
 #include "tests/zorctl/support/program.h"
 
 #include <array>
+#include <iostream>
 #include <utility>
 
 #include "tests/integration/support/loaded_library.h"
@@ -129,6 +130,9 @@ bool Program::WaitFor(Stream& stream, const std::string& text) {
          SleepConditionVariableSRW(&more_, &lock_, kPatienceMs, 0) != FALSE) {
   }
   const bool found = there();
+  if (!found) {
+    std::cerr << "waited for \"" << text << "\"; the program has written: " << stream.text << '\n';
+  }
   ReleaseSRWLockExclusive(&lock_);
   return found;
 }
