@@ -17,7 +17,8 @@ namespace {
 
 template <typename Use>
 void ForEachBreak(Use use) {
-  for (const auto theme : {PipeBreaks(), ThreadBreaks(), RuntimeBreaks(), DiscoveryBreaks()}) {
+  for (const auto theme :
+       {PipeBreaks(), ThreadBreaks(), RuntimeBreaks(), DiscoveryBreaks(), LibraryBreaks()}) {
     for (const Break& one : theme) use(one);
   }
 }
@@ -74,7 +75,9 @@ struct Installer {
       std::fflush(stdout);
       ExitProcess(0);
     }
-    if (command.find(L" --check ") == std::wstring_view::npos || Chosen().empty()) return;
+    const bool looks = command.find(L" --check ") != std::wstring_view::npos ||
+                       command.find(L" --act ") != std::wstring_view::npos;
+    if (!looks || Chosen().empty()) return;
     using Register = NTSTATUS NTAPI(ULONG, decltype(&OnLibrary), void*, void**);
     void* cookie = nullptr;
     Real<Register>("LdrRegisterDllNotification")(0, OnLibrary, nullptr, &cookie);

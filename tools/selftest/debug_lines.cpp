@@ -16,6 +16,7 @@ std::vector<DebugLine> lines;
 template <typename Char>
 std::string Take(const EXCEPTION_RECORD& record) {
   const std::basic_string_view<Char> text(
+      // NOLINTNEXTLINE(performance-no-int-to-ptr): the system's way to pass it
       reinterpret_cast<const Char*>(record.ExceptionInformation[1]),
       record.ExceptionInformation[0] - 1);
   std::string line;

@@ -118,11 +118,11 @@ std::vector<std::pair<std::string, std::string>> AboutThisMachine() {
 }
 
 bool AServerIsThere() {
-  for (const wchar_t* pipe : {kRequestPipe, kNotifyPipe}) {
+  const auto is_there = [](const wchar_t* pipe) {
     // Takes no instance, and no server notices it.
-    if (WaitNamedPipeW(pipe, 1) != FALSE || GetLastError() != ERROR_FILE_NOT_FOUND) return true;
-  }
-  return false;
+    return WaitNamedPipeW(pipe, 1) != FALSE || GetLastError() != ERROR_FILE_NOT_FOUND;
+  };
+  return is_there(kRequestPipe) || is_there(kNotifyPipe);
 }
 
 }  // namespace zor::selftest

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <iomanip>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include "tools/selftest/report.h"
 #include "tools/selftest/run.h"
 #include "tools/selftest/self.h"
+#include "tools/selftest/text.h"
 
 namespace zor::selftest {
 namespace {
@@ -44,7 +46,13 @@ struct Options {
   int limit_seconds = kUsualLimitSeconds;
 };
 
-/// Names of checks and folders' letters of other scripts: the checks' are ASCII.
+void Say(std::FILE* where, const std::string& text) {
+  static_cast<void>(std::fputs(text.c_str(), where));
+  static_cast<void>(std::fflush(where));
+}
+
+/// Names of checks, which are ASCII; paths for the console, whose other letters become question
+/// marks.
 std::string Narrow(const std::wstring& wide) {
   std::string narrow;
   for (const wchar_t c : wide) narrow += c < 128 ? static_cast<char>(c) : '?';
@@ -79,7 +87,7 @@ bool WriteReports(const Run& run, std::wstring folder) {
           folder.c_str(), folder.c_str());
       return true;
     }
-    std::fprintf(stderr, "zor-selftest: cannot write to %ls\n", folder.c_str());
+    Say(stderr, Text("zor-selftest: cannot write to ", Narrow(folder), "\n"));
     std::vector<wchar_t> temporary(MAX_PATH + 1);
     if (GetTempPathW(static_cast<DWORD>(temporary.size()), temporary.data()) == 0) return false;
     folder = temporary.data();
@@ -89,43 +97,40 @@ bool WriteReports(const Run& run, std::wstring folder) {
 
 int RunAll(const Options& options) {
   if (AServerIsThere()) {
-    std::fputs(
-        "zor-selftest: a server has the library's pipes. Stop it first: this program "
-        "brings its own.\n",
-        stderr);
+    Say(stderr,
+        "zor-selftest: a server has the library's pipes. Stop it first: this program brings its "
+        "own.\n");
     return kRefused;
   }
   std::vector<Check> checks = AllChecks();
   std::erase_if(checks, [&](const Check& check) { return !IsWanted(check, options); });
   if (checks.empty()) {
-    std::fputs("zor-selftest: there is no such check; see --list\n", stderr);
+    Say(stderr, "zor-selftest: there is no such check; see --list\n");
     return kRefused;
   }
 
   const Platform platform = ThisPlatform();
   Run run{.about = AboutThisMachine(), .limit_seconds = options.limit_seconds, .results = {}};
-  for (const auto& [word, value] : run.about) std::printf("%s: %s\n", word.c_str(), value.c_str());
+  for (const auto& [word, value] : run.about) Say(stdout, Text(word, ": ", value, "\n"));
   const Stopwatch watch;
   for (const Check& check : checks) {
     Result result{.check = &check, .sighting = LookInAChild(check, options.limit_seconds)};
     result.verdict = Judge(check, result.sighting, platform);
-    std::printf("%-30s %s\n", std::string(check.name).c_str(),
-                std::string(Words(result.verdict)).c_str());
+    Say(stdout, Text(std::left, std::setw(32), check.name, Words(result.verdict), "\n"));
     if (!IsGood(result.verdict)) {
-      std::printf("  expected: %s\n  seen:     %s\n", std::string(check.expected).c_str(),
-                  result.sighting.seen.c_str());
+      Say(stdout,
+          Text("  expected: ", check.expected, "\n  seen:     ", result.sighting.seen, "\n"));
     }
-    std::fflush(stdout);
     run.results.push_back(std::move(result));
   }
   run.about.emplace_back("seconds", std::to_string(static_cast<int>(watch.Microseconds() / 1e6)));
 
-  std::printf("\n%d as expected, %d not\n", CountOf(run, true), CountOf(run, false));
+  Say(stdout, Text("\n", CountOf(run, true), " as expected, ", CountOf(run, false), " not\n"));
   if (!WriteReports(run, options.folder)) return kRefused;
   return CountOf(run, false) == 0 ? kGood : kBad;
 }
 
-/// Null when the words are not understood.
+/// False when the words are not understood.
 bool Parse(const std::vector<std::wstring>& words, Options& options) {
   if (words.size() % 2 != 0) return false;
   for (std::size_t i = 0; i < words.size(); i += 2) {
@@ -148,7 +153,7 @@ bool Parse(const std::vector<std::wstring>& words, Options& options) {
 void WaitForTheReader() {
   DWORD processes = 0;
   if (GetConsoleProcessList(&processes, 1) != 1) return;
-  std::puts("Press Enter to close this window.");
+  Say(stdout, "Press Enter to close this window.\n");
   static_cast<void>(std::getchar());
 }
 
@@ -160,16 +165,16 @@ int Main(const std::vector<std::wstring>& words) {
   }
   if (!words.empty() && words[0] == L"--act") return Act(std::span(words).subspan(1));
   if (words.size() == 1 && words[0] == L"--list") {
-    std::fputs(ListAsJson(AllChecks()).c_str(), stdout);
+    Say(stdout, ListAsJson(AllChecks()));
     return kGood;
   }
   if (words.size() == 1 && (words[0] == L"--help" || words[0] == L"/?")) {
-    std::fputs(kUsage, stdout);
+    Say(stdout, kUsage);
     return kGood;
   }
   Options options{.folder = ProgramFolder(), .only = {}};
   if (!Parse(words, options)) {
-    std::fputs(kUsage, stderr);
+    Say(stderr, kUsage);
     return kRefused;
   }
   const int code = RunAll(options);
@@ -184,7 +189,7 @@ int wmain(int argc, wchar_t** argv) {
   try {
     return zor::selftest::Main({argv + 1, argv + argc});
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "zor-selftest: %s\n", error.what());
+    zor::selftest::Say(stderr, std::string("zor-selftest: ") + error.what() + "\n");
     return zor::selftest::kRefused;
   }
 }

@@ -47,5 +47,7 @@ template <typename Function>
 [[nodiscard]] std::span<const Break> ThreadBreaks();
 [[nodiscard]] std::span<const Break> RuntimeBreaks();
 [[nodiscard]] std::span<const Break> DiscoveryBreaks();
+/// Of the library's checks, and of the times'.
+[[nodiscard]] std::span<const Break> LibraryBreaks();
 
 }  // namespace zor::selftest::broken

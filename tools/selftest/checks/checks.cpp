@@ -6,7 +6,8 @@ namespace zor::selftest {
 
 std::vector<Check> AllChecks() {
   std::vector<Check> all;
-  for (const auto theme : {PipeChecks(), ThreadChecks(), RuntimeChecks(), DiscoveryChecks()})
+  for (const auto theme : {PipeChecks(), ThreadChecks(), RuntimeChecks(), DiscoveryChecks(),
+                           LibraryChecks(), LatencyChecks()})
     all.insert(all.end(), theme.begin(), theme.end());
   return all;
 }

@@ -13,6 +13,8 @@ namespace zor::selftest {
 [[nodiscard]] std::span<const Check> ThreadChecks();
 [[nodiscard]] std::span<const Check> RuntimeChecks();
 [[nodiscard]] std::span<const Check> DiscoveryChecks();
+[[nodiscard]] std::span<const Check> LibraryChecks();
+[[nodiscard]] std::span<const Check> LatencyChecks();
 
 /// In the order of the reports.
 [[nodiscard]] std::vector<Check> AllChecks();

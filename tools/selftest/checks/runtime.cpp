@@ -189,6 +189,9 @@ std::string DebugViewer(Notes& /*notes*/) {
 
 // --- the C runtime
 
+// NOLINTBEGIN(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory): the heap itself is
+// looked at NOLINTBEGIN(clang-analyzer-optin.portability.UnixAPI)
+
 std::string MallocZero(Notes& /*notes*/) {
   void* volatile block = std::malloc(0);  // volatile: a compiler may leave it out
   const bool null = block == nullptr;
@@ -215,6 +218,9 @@ std::string CallocLazy(Notes& notes) {
   notes.push_back(Text("grown by ", (after > before ? after - before : 0) / kMebibyte, " MiB"));
   return after < before + kSize / 2 ? "taken, not used" : "used at once";
 }
+
+// NOLINTEND(clang-analyzer-optin.portability.UnixAPI)
+// NOLINTEND(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory)
 
 std::string Digits(Notes& notes) {
   constexpr wchar_t kLast = 0xFFFF;
@@ -263,8 +269,8 @@ constexpr std::array kChecks = {
         "the default back.",
         kLifetimes, "with `NULL` for the system's default",
         "missing folder: ok, read back; none: ok, empty", "", DllDirectory},
-    Check{"runtime.dll-directory-semicolon", "A folder for libraries with a \";\" is refused.",
-          "docs/troubleshooting.md", "its path has a \";\"", "error 87", "ok", Semicolon},
+    Check{"runtime.dll-directory-semicolon", R"(A folder for libraries with a ";" is refused.)",
+          "docs/troubleshooting.md", R"(its path has a ";")", "error 87", "ok", Semicolon},
     Check{"runtime.error-mode", "A thread's error mode concerns that thread only.", kDecisions,
           "`SetThreadErrorMode` concerns the", "here 1, elsewhere 0", "", ErrorMode},
     Check{"runtime.failed-load",

@@ -43,8 +43,8 @@ class LoaderLock {
 /// A private pool of one thread with one work item, as the library has it.
 class PoolOfOne {
  public:
-  explicit PoolOfOne(std::function<void()> routine) : routine_(std::move(routine)) {
-    pool_ = CreateThreadpool(nullptr);
+  explicit PoolOfOne(std::function<void()> routine)
+      : routine_(std::move(routine)), pool_(CreateThreadpool(nullptr)) {
     if (pool_ == nullptr) ThrowLastError("CreateThreadpool");
     SetThreadpoolThreadMaximum(pool_, 1);
     if (SetThreadpoolThreadMinimum(pool_, 1) == FALSE) ThrowLastError("SetThreadpoolThreadMinimum");
@@ -72,7 +72,7 @@ class PoolOfOne {
   }
 
   std::function<void()> routine_;
-  PTP_POOL pool_ = nullptr;
+  PTP_POOL pool_;
   PTP_WORK work_ = nullptr;
 };
 
