@@ -62,7 +62,7 @@ build() {
 }
 
 # The rows of a table of what was tried, from what run_test.py has said, on standard input: its lines
-# "tally: NUMBER WHAT" added up by what they count. Lost is what a failed case has counted.
+# "tally: NUMBER WHAT" added up by what they count. What a failed case has counted has failed.
 # tally_rows WHERE
 tally_rows() {
   awk -v where="$1" '
@@ -73,11 +73,11 @@ tally_rows() {
       sub(/^[0-9]+ /, "")
       if (!($0 in sum)) order[++count] = $0
       sum[$0] += number
-      if (failed) lost[$0] = 1
+      if (failed) failures[$0] = 1
     }
     END {
       for (i = 1; i <= count; i++)
-        printf "| %s, %s | %d | %s |\n", order[i], where, sum[order[i]], order[i] in lost ? "failed" : "0"
+        printf "| %s, %s | %d | %s |\n", order[i], where, sum[order[i]], order[i] in failures ? "failed" : "0"
     }
   '
 }
@@ -85,11 +85,11 @@ tally_rows() {
 # Runs a program of the campaign and prints its rows; when it fails, also what failed, as a row and on standard
 # error: it may have ended before what it tried was counted. program_rows NAME WHERE OPTION... PROGRAM
 program_rows() {
-  local name=$1 where=$2 log="build/torture/$1.log" lost=0
+  local name=$1 where=$2 log="build/torture/$1.log" status=0
   shift 2
-  python3 -B scripts/run_test.py --name "$name" --cases --limit 7200 "$@" >"$log" || lost=failed
+  python3 -B scripts/run_test.py --name "$name" --cases --limit 7200 "$@" >"$log" || status=failed
   tally_rows "$where" <"$log"
-  [ "$lost" = 0 ] && return
+  [ "$status" = 0 ] && return
   printf '| the program "%s" as a whole, %s | 1 | failed |\n' "$name" "$where"
   cat "$log" >&2
   return 1

@@ -299,7 +299,7 @@ def campaign(mutations, jobs, programs):
         return verdict
 
     try:
-        # A start that is tried again is told, but not within the table.
+        # A program that is started again is reported, but not in the table.
         with contextlib.redirect_stdout(sys.stderr), concurrent.futures.ThreadPoolExecutor(jobs) as pool:
             for done in [pool.submit(build.prepare) for build in builds]:
                 done.result()
@@ -310,7 +310,7 @@ def campaign(mutations, jobs, programs):
 
 
 def rows(mutations, verdicts):
-    """The table's rows: what was tried, how often, and how many of those were lost."""
+    """The table's rows: what was tried, how often, and how many of those no test noticed."""
     for half, area in dict.fromkeys((mutation.half, mutation.area) for mutation in mutations):
         of_area = [(mutation, verdict) for mutation, verdict in zip(mutations, verdicts)
                    if (mutation.half, mutation.area) == (half, area)]
@@ -363,7 +363,7 @@ def main():
 
     verdicts = campaign(mutations, arguments.jobs, arguments.program)
     if not arguments.rows:
-        print("\n| what was tried | how often | lost |\n|---|---:|---:|")
+        print("\n| what was tried | how often | failures |\n|---|---:|---:|")
     print("\n".join(rows(mutations, verdicts)))
     if not arguments.rows:
         kinds = [verdict.kind for verdict in verdicts]

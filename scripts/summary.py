@@ -3,7 +3,7 @@
 
     summary.py PRESET.PART=REPORT...
 
-Prints a table of what the campaign's slices have tried, each test that failed by its own name, and the
+Prints a table of what the short form of the campaign has tried, each test that failed by its own name, and the
 plain line "N passed, N failed". What counts is a case of a program, or a test that has none. Ends with 1
 when one failed, when a canary passed, or when one of the canaries that each report must have is missing.
 
@@ -48,7 +48,7 @@ class Run:
         self.failed = []
         self.skipped = []
         self.again = 0
-        self.tried = {}  # (what, where): [number, lost]
+        self.tried = {}  # (what, where): [number, has it failed]
 
     def add(self, where, test, canaries):
         name = f"{where}: {test.get('name')}"
@@ -74,12 +74,12 @@ class Run:
         said = collections.defaultdict(list)
         for kind, text in LINE.findall(output):
             said[kind].append(text)
-        for kind, lost in (("tally", False), ("tally of a failed case", True)):
+        for kind, failed in (("tally", False), ("tally of a failed case", True)):
             for text in said[kind]:
                 number, what = text.split(" ", 1)
                 row = self.tried.setdefault((what, where), [0, False])
                 row[0] += int(number)
-                row[1] |= lost
+                row[1] |= failed
         self.skipped += [f"{where}: {text}" for text in said["case skipped"]]
         self.failed += [f"{where}: {text}" for text in said["case failed"]]
         counts = COUNTS.search(output)
@@ -103,9 +103,9 @@ class Run:
     def __str__(self):
         lines = []
         if self.tried:
-            lines += ["| what was tried | how often | lost |", "|---|---:|---:|"]
-            lines += [f"| {what}, {where} | {number} | {'failed' if lost else 0} |"
-                      for (what, where), (number, lost) in self.tried.items()]
+            lines += ["| what was tried | how often | failures |", "|---|---:|---:|"]
+            lines += [f"| {what}, {where} | {number} | {'failed' if failed else 0} |"
+                      for (what, where), (number, failed) in self.tried.items()]
             lines.append("")
         if self.again:
             lines += [f"{self.again} programs were started again, since Wine had not begun them", ""]

@@ -12,7 +12,7 @@ Without an option what a change needs, in minutes: the product's tests under Add
 UndefinedBehaviorSanitizer, and the built library under Wine, on real pipes. --all: every test there is.
 --rest: what --all has beyond the last run without an option, whose tests count with these.
 
-Ends with a table of what the campaign's slices have tried, the names of the tests that failed, and the
+Ends with a table of what the short form of the campaign has tried, the names of the tests that failed, and the
 line "N passed, N failed".
 TEXT
 }
@@ -72,5 +72,5 @@ case "${1:-}" in
   *) usage >&2 && exit 2 ;;
 esac
 
-say "What was tried, and what was lost"
+say "What was tried, and what failed"
 python3 -B scripts/summary.py "${reports[@]}"

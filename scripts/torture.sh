@@ -9,12 +9,13 @@ usage() {
 usage: scripts/torture.sh [--short] [--fuzz-seconds N] [PART...]
 
 Runs the parts of the campaign, the programs in scripts/torture, and prints what was tried and what
-was lost. The whole of a part writes its table into docs/reliability.md, and can take hours; --short
-makes a small slice of each, for trying the parts themselves out. --fuzz-seconds ends each fuzz
-target after that time: some take hours for their ten million inputs.
+failed. A whole part writes its table into docs/reliability.md, and can take hours. --short runs the
+short form of each part, to try out the parts themselves. --fuzz-seconds ends each fuzz target after
+that time: some need hours for their ten million inputs.
 
-A part writes rows of the table to standard output, "| what was tried | how often | lost |", and all
-else to standard error. It fails when anything is lost. With ZOR_TORTURE unset it makes its slice.
+A part writes rows of the table to standard output, "| what was tried | how often | failures |", and
+everything else to standard error. Its status is not 0 if anything fails. Without the environment
+variable ZOR_TORTURE it runs its short form.
 TEXT
 }
 
@@ -44,7 +45,7 @@ report() {
   local rows="build/torture/$1.rows"
   [ -s "$rows" ] || { say "$1 has no rows: the page keeps its table" && return; }
   {
-    printf '| what was tried | how often | lost |\n|---|---:|---:|\n'
+    printf '| what was tried | how often | failures |\n|---|---:|---:|\n'
     cat "$rows"
     printf '\n%s, %s processors, Debian %s, in %d minutes.\n' "$(date -u +%Y-%m-%d)" "$(nproc)" \
       "$(cat /etc/debian_version)" $((($2 + 59) / 60))
@@ -64,4 +65,4 @@ for part in "${parts[@]}"; do
   "scripts/torture/$part" 2>"build/torture/$part.log" >"build/torture/$part.rows" || failed+=("$part")
   report "$part" $((SECONDS - begin))
 done
-[ ${#failed[@]} -eq 0 ] || fail "lost something: ${failed[*]}; see build/torture"
+[ ${#failed[@]} -eq 0 ] || fail "these parts failed: ${failed[*]}; see build/torture"

@@ -13,11 +13,11 @@ inline void Tally(const char* what, std::size_t count) {
   std::fflush(stdout);
 }
 
-/// Whether the whole campaign is wanted rather than the slice that every test run makes.
+/// Whether the whole campaign is wanted rather than the short form that every test run makes.
 [[nodiscard]] inline bool WholeCampaign() { return std::getenv("ZOR_TORTURE") != nullptr; }
 
-[[nodiscard]] inline std::size_t Scaled(std::size_t slice, std::size_t whole) {
-  return WholeCampaign() ? whole : slice;
+[[nodiscard]] inline std::size_t Scaled(std::size_t brief, std::size_t whole) {
+  return WholeCampaign() ? whole : brief;
 }
 
 }  // namespace zor::faults

@@ -28,7 +28,7 @@ using testing::LoadedLibrary;
 using testing::PipeServer;
 using testing::Unload;
 
-int Cycles(std::size_t slice, std::size_t whole) { return static_cast<int>(Scaled(slice, whole)); }
+int Cycles(std::size_t brief, std::size_t whole) { return static_cast<int>(Scaled(brief, whole)); }
 
 /// Passes less than a sleep's shortest time.
 void Spin(std::uint32_t turns) {

@@ -26,7 +26,7 @@ using testing::ServerEnd;
 using testing::SettleWithin;
 using testing::Usage;
 
-// A few bytes at each call of one kind, of a slice's, are more.
+// A few bytes at each call of one kind, in the short form, are more.
 constexpr std::size_t kTolerance = 2 * 1024;
 
 /// A loaded library and a server whose replies wait in the pipe: one thread is both ends.

@@ -124,7 +124,7 @@ TEST_F(Notifications, WithEachByteChanged) {
 
 TEST_F(Notifications, OfEachLength) {
   constexpr std::size_t kLimit = 1024;
-  // After each that is too long the listener pauses: in a slice a few of them will do.
+  // After each that is too long the listener pauses: in the short form a few of them will do.
   const std::size_t longest = Scaled(kLimit + 3, 1100);
   const auto try_it = [this](const Bytes& message) { Try(message); };
   const std::vector<Bytes> good = GoodOnes();

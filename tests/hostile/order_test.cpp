@@ -57,7 +57,7 @@ testing::Bytes Numbered(std::uint32_t number) {
 
 struct Load {
   DWORD buffer_size;
-  std::size_t slice;
+  std::size_t brief;
   std::size_t whole;
 };
 
@@ -68,7 +68,7 @@ class Order : public ::testing::TestWithParam<Load> {};
 TEST_P(Order, OfNotificationsIsKeptAcrossBurstsOfMoreThanThePipeHolds) {
   // The buffer is full for most of a burst; after it the listener has nothing to do for a while.
   constexpr std::uint32_t kBurst = 2000;
-  const auto count = static_cast<std::uint32_t>(Scaled(GetParam().slice, GetParam().whole));
+  const auto count = static_cast<std::uint32_t>(Scaled(GetParam().brief, GetParam().whole));
   Sequence sequence;
   current = &sequence;
   ServerEnd server(testing::kNotifyPipe, {.buffer_size = GetParam().buffer_size});

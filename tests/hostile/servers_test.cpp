@@ -370,7 +370,7 @@ TEST(Squatters, WhoSendGarbageOnBothPipesDoNoHarm) {
     EXPECT_EQ(library->Start(1), ZOR_SUCCESS);
   }
   EXPECT_GT(events, 0U);
-  Tally("calls to a process that squats on the pipes", made);
+  Tally("calls to a process that has taken the pipe names", made);
 }
 
 }  // namespace

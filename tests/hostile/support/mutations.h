@@ -15,7 +15,7 @@ using testing::Bytes;
 using Random = std::mt19937;
 
 /// The seed of the random messages, which it prints: the environment's ZOR_SEED, else one of its
-/// own in the whole campaign and always the same one in a slice.
+/// own in the whole campaign and always the same one in the short form.
 [[nodiscard]] std::uint32_t Seed();
 
 /// Anything, up to `limit` bytes long.
