@@ -108,7 +108,7 @@ class Report:
         else:
             outcome = "met" if ratio <= 1.02 else "missed"
             verdict = (f"The goal, pinned, is a ratio of at most 1.02: **{outcome}, {ratio:.3f}** ({low:.3f} to "
-                       f"{high:.3f} by round). The bare sequence beside itself: {control:.3f}.")
+                       f"{high:.3f} by round). The bare sequence compared with itself: {control:.3f}.")
         header = ["µs", "pinned p5", "p50", "p95", "p99", "ratio", "free p5", "p50", "p95", "p99", "ratio"]
         self.distribution("performance-round-trip", "A round trip, pinned to one processor", pinned)
         self.distribution("performance-round-trip-free", "A round trip, free", free)
