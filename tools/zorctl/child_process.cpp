@@ -33,12 +33,17 @@ int ChildProcess::ExitStatus() const {
   return static_cast<int>(status);
 }
 
-ChildProcess StartProgram(const std::vector<std::string>& command) {
+std::wstring ToCommandLine(const std::vector<std::string>& words) {
   std::wstring line;
-  for (const std::string& argument : command) {
+  for (const std::string& word : words) {
     if (!line.empty()) line += L' ';
-    line += Quote(ToWide(argument));
+    line += Quote(ToWide(word));
   }
+  return line;
+}
+
+ChildProcess StartProgram(const std::vector<std::string>& command) {
+  std::wstring line = ToCommandLine(command);
   STARTUPINFOW startup{};
   startup.cb = sizeof(startup);
   PROCESS_INFORMATION started{};

@@ -16,6 +16,9 @@ struct ChildProcess {
   [[nodiscard]] int ExitStatus() const;
 };
 
+/// The words as one command line, quoted so that the program's runtime takes it apart as it was.
+[[nodiscard]] std::wstring ToCommandLine(const std::vector<std::string>& words);
+
 /// Starts the program, found as the system finds programs, with its arguments, in UTF-8; it shares
 /// this process's streams.
 [[nodiscard]] ChildProcess StartProgram(const std::vector<std::string>& command);

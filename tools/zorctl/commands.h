@@ -11,7 +11,7 @@ ExitStatus Watch(const WatchCommand& command, bool json);
 /// Returns the status of the program, if one was run.
 int ShowLog(const LogCommand& command, bool json);
 
-ExitStatus RunDoctor(bool json);
+ExitStatus RunDoctor(const DoctorCommand& command, bool json);
 
 ExitStatus RunDemo(bool json);
 

@@ -4,10 +4,12 @@
 #include <fmt/core.h>
 #include <io.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
+#include <string>
 #include <system_error>
 
 namespace zor::ctl {
@@ -24,6 +26,8 @@ void WriteMessage(std::string_view text) {
   }
   static_cast<void>(std::fflush(stderr));
 }
+
+constexpr std::size_t kDoingWidth = 78;
 
 [[noreturn]] void ThrowOutputFailed() {
   throw std::runtime_error("standard output cannot be written to");
@@ -75,6 +79,35 @@ std::vector<std::uint8_t> ReadInput() {
 void Say(std::string_view text) { WriteMessage(fmt::format("zorctl: {}\n", text)); }
 
 void SayRaw(std::string_view text) { WriteMessage(text); }
+
+void SayDoing(std::string_view text) {
+  if (!IsTerminal(stderr)) {
+    Say(fmt::format("doctor: {}", text));
+    return;
+  }
+  SayDone();
+  SayRaw(fmt::format("\r{}", text.substr(0, kDoingWidth)));
+}
+
+void SayDone() {
+  if (IsTerminal(stderr)) SayRaw('\r' + std::string(kDoingWidth, ' ') + '\r');
+}
+
+std::size_t TerminalWidth() noexcept {
+  CONSOLE_SCREEN_BUFFER_INFO info{};
+  const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+  if (!IsTerminal(stdout) || GetConsoleScreenBufferInfo(output, &info) == FALSE) return 0;
+  return static_cast<std::size_t>(std::max<int>(info.srWindow.Right - info.srWindow.Left + 1, 40));
+}
+
+bool TerminalHasColour() noexcept {
+  // https://no-color.org: who sets the variable wants none.
+  if (!IsTerminal(stdout) || GetEnvironmentVariableW(L"NO_COLOR", nullptr, 0) != 0) return false;
+  const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+  DWORD mode = 0;
+  return GetConsoleMode(output, &mode) != FALSE &&
+         SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != FALSE;
+}
 
 bool IsTerminal() noexcept { return IsTerminal(stdout) && IsTerminal(stderr); }
 

@@ -1,6 +1,7 @@
 /// The standard streams, and Ctrl-C.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -24,6 +25,16 @@ void Say(std::string_view text);
 
 /// Part of a line on standard error, as it is.
 void SayRaw(std::string_view text);
+
+/// What is being done, until SayDone(): on a terminal part of a line that goes away, else a
+/// message.
+void SayDoing(std::string_view text);
+void SayDone();
+
+/// Of standard output: the terminal's width, 0 when it is none; whether it can show colours and
+/// may.
+[[nodiscard]] std::size_t TerminalWidth() noexcept;
+[[nodiscard]] bool TerminalHasColour() noexcept;
 
 /// Whether a person sees both standard streams.
 [[nodiscard]] bool IsTerminal() noexcept;

@@ -7,12 +7,14 @@
 #include <memory>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "discovery/text.h"
 #include "tools/zorctl/arguments.h"
 #include "tools/zorctl/commands.h"
 #include "tools/zorctl/console.h"
+#include "tools/zorctl/doctor/probe.h"
 #include "tools/zorctl/library.h"
 #include "tools/zorctl/run_call.h"
 
@@ -45,7 +47,7 @@ struct Run {
   }
   int operator()(const WatchCommand& command) const { return Watch(command, json); }
   int operator()(const LogCommand& command) const { return ShowLog(command, json); }
-  int operator()(const DoctorCommand& /*command*/) const { return RunDoctor(json); }
+  int operator()(const DoctorCommand& command) const { return RunDoctor(command, json); }
   int operator()(const DemoCommand& /*command*/) const { return RunDemo(json); }
   int operator()(const BatchCommand& command) const { return RunBatch(command, json); }
 };
@@ -67,7 +69,11 @@ struct Answer {
 }  // namespace
 
 int main() try {
-  return std::visit(Answer{}, ParseArguments(CommandLineWords(), Scope::kShell));
+  std::vector<std::string> words = CommandLineWords();
+  if (!words.empty() && words.front() == kProbeWord) {
+    return RunProbe({words.begin() + 1, words.end()});
+  }
+  return std::visit(Answer{}, ParseArguments(std::move(words), Scope::kShell));
 } catch (const std::exception& error) {
   Say(error.what());
   return kFailed;

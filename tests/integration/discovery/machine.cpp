@@ -14,22 +14,11 @@ constexpr const wchar_t* kRootVariable = L"systemroot";
 // As wide strings they all fit.
 using Text = std::array<wchar_t, 1024>;
 
-std::filesystem::path MakeFolder() {
-  Text temp{};
-  if (GetTempPathW(static_cast<DWORD>(temp.size()), temp.data()) == 0) {
-    throw std::runtime_error("no temporary folder");
-  }
-  const std::wstring name = L"zor-machine-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
-                            std::to_wstring(GetTickCount64());
-  std::filesystem::path folder = std::filesystem::path(temp.data()) / name;
-  std::filesystem::create_directories(folder);
-  return folder;
-}
-
 }  // namespace
 
 Machine::Machine()
-    : root_(MakeFolder()), store_(root_ / L"System32" / L"DriverStore" / L"FileRepository") {
+    : root_(NewFolder(L"zor-machine-")),
+      store_(root_ / L"System32" / L"DriverStore" / L"FileRepository") {
   std::filesystem::create_directories(store_);
   Text old{};
   GetEnvironmentVariableW(kRootVariable, old.data(), static_cast<DWORD>(old.size()));
@@ -42,6 +31,18 @@ Machine::~Machine() {
   SetDllDirectoryW(nullptr);
   std::error_code ignored;
   std::filesystem::remove_all(root_, ignored);
+}
+
+std::filesystem::path Machine::NewFolder(const std::wstring& prefix) {
+  Text temp{};
+  if (GetTempPathW(static_cast<DWORD>(temp.size()), temp.data()) == 0) {
+    throw std::runtime_error("no temporary folder");
+  }
+  const std::wstring name =
+      prefix + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(GetTickCount64());
+  std::filesystem::path folder = std::filesystem::path(temp.data()) / name;
+  std::filesystem::create_directories(folder);
+  return folder;
 }
 
 std::filesystem::path Machine::AddPackage(const std::wstring& name, std::string_view inf) const {

@@ -21,6 +21,9 @@ class Machine {
   [[nodiscard]] const std::filesystem::path& root() const noexcept { return root_; }
   [[nodiscard]] const std::filesystem::path& store() const noexcept { return store_; }
 
+  /// A new folder with such a name among the system's temporary ones. Whose it is removes it.
+  [[nodiscard]] static std::filesystem::path NewFolder(const std::wstring& prefix);
+
   /// Stages a package whose INF file holds exactly these bytes. Its folder.
   std::filesystem::path AddPackage(const std::wstring& name, std::string_view inf) const;
   /// The same with an INF file that states this version.

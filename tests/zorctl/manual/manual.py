@@ -35,7 +35,12 @@ MASKS = [
     (re.compile(r"(?<!\S)\d\d:\d\d:\d\d\.\d{3}(?=  type )"), "12:00:00.000"),
     (re.compile(r"^ *\d+ \[zor\]", re.MULTILINE), "   264 [zor]"),
     (re.compile(r'"process":\d+'), '"process":264'),
-    (re.compile(r"[A-Z]:\\[^\n\"]*\\(?=ZorInterface\.dll)"), SHOWN_FOLDER + "\\"),
+    (re.compile(r"[A-Z]:\\[^\n\"]*\\(?=ZorInterface\.dll|zorsim\.exe)"), SHOWN_FOLDER + "\\"),
+    (re.compile(r"(?<=user )[^,\n\"]+\\[^,\n\"]+(?=,)"), "PC\\ann"),
+    (re.compile(r"(?:not )?elevated"), "not elevated"),
+    (re.compile(r"(?<=session )\d+"), "1"),
+    (re.compile(r"Windows \d+\.\d+\.\d+"), "Windows 10.0.19045"),
+    (re.compile(r"(?<=process )\d+"), "264"),
 ]
 
 

@@ -1,12 +1,21 @@
 /// Looking at the whole chain.
 #pragma once
 
-#include "tools/zorctl/doctor/facts.h"
+#include <functional>
+#include <string>
+
+#include "tools/zorctl/doctor/diagnosis.h"
 
 namespace zor::ctl {
 
-/// Creates no instance and changes nothing at the server. Takes none of its pipes' instances before
-/// it has seen whether there are free ones.
-[[nodiscard]] Facts Examine();
+/// Who is told of the examination as it goes on.
+struct Onlooker {
+  std::function<void(const std::string& doing)> begin;  ///< before each step
+  std::function<void(const Finding& finding)> found;    ///< as soon as it is found
+};
+
+/// Creates no instance and changes nothing at the server. Looks at everything that may hang or
+/// crash in a process of its own, this program started anew, and comes to its end within a minute.
+Facts Examine(const Onlooker& onlooker);
 
 }  // namespace zor::ctl

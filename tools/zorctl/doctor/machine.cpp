@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
@@ -40,41 +41,38 @@ bool StartsAsUtf16(const std::wstring& file) {
   return mark == "\xFF\xFE" || mark == "\xFE\xFF";
 }
 
-/// Turns what the search finds into facts.
-class Recorder final : public SearchObserver {
+/// A driver's answer as facts.
+class DriverRecorder final : public SearchObserver {
  public:
-  /// `step` is the one that the search has begun last.
-  Recorder(MachineFacts& facts, SearchStep& step) : facts_(facts), step_(step) {}
-
-  void Begin(SearchStep step, const std::wstring& subject) const override {
-    step_ = step;
-    if (step == SearchStep::kListStore) facts_.store.directory = ToUtf8(subject);
-    if (step == SearchStep::kReadInf) {
-      // In the order in which they were listed.
-      std::ranges::find(facts_.candidates, false, &CandidateFacts::examined)->examined = true;
-    }
-    if (step == SearchStep::kListPackage) facts_.contents.emplace();
-    if (step == SearchStep::kAskLibrary) {
-      facts_.contents->libraries.push_back({.file = ToUtf8(subject), .query = {}, .names = {}});
-    }
-  }
+  explicit DriverRecorder(DriverFacts& facts) : facts_(facts) {}
 
   void SawDriver(const DriverAnswer& answer) const override {
-    facts_.driver = {.failed = answer.failed,
-                     .result = static_cast<std::uint32_t>(answer.result),
-                     .rows = answer.rows,
-                     .version_text = ToUtf8(answer.version),
-                     .version = {}};
-    if (answer.failed) return;
-    try {
-      facts_.driver.version = ParseVersion(answer.version);
-    } catch (const std::exception&) {  // the text is shown: it says more than the error
+    facts_.failed = answer.failed;
+    facts_.result = static_cast<std::uint32_t>(answer.result);
+    facts_.rows = answer.rows;
+    facts_.version_text = ToUtf8(answer.version);
+  }
+
+ private:
+  DriverFacts& facts_;
+};
+
+/// The store's packages as facts.
+class StoreRecorder final : public SearchObserver {
+ public:
+  explicit StoreRecorder(StoreSearch& search) : search_(search) {}
+
+  void Begin(SearchStep step, const std::wstring& subject) const override {
+    if (step == SearchStep::kListStore) search_.store.directory = ToUtf8(subject);
+    if (step == SearchStep::kReadInf) {
+      // In the order in which they were listed.
+      std::ranges::find(search_.candidates, false, &CandidateFacts::examined)->examined = true;
     }
   }
 
   void SawStore(const std::vector<std::wstring>& package_folders) const override {
     for (const std::wstring& folder : package_folders) {
-      facts_.candidates.emplace_back().folder = ToUtf8(FileName(folder));
+      search_.candidates.emplace_back().folder = ToUtf8(FileName(folder));
     }
   }
 
@@ -87,50 +85,72 @@ class Recorder final : public SearchObserver {
     candidate.version = inf.version;
   }
 
-  void SawLibrary(const LibraryQuery& query,
-                  const std::vector<std::wstring>& names) const override {
-    AlgorithmLibraryFacts& library = facts_.contents->libraries.back();
-    library.query = query;
-    for (const std::wstring& name : names) library.names.push_back(ToUtf8(name));
-  }
-
-  /// The search has ended in the current step with this error.
+  /// The search has ended with this error: while the store was listed, or at a candidate.
   void EndWith(const std::string& reason) const {
-    switch (step_) {
-      case SearchStep::kAskForDriver:  // the version's text is shown
-        return;
-      case SearchStep::kListStore:
-        facts_.store.error = reason;
-        return;
-      case SearchStep::kReadInf:
-        Current().error = reason;
-        return;
-      case SearchStep::kListPackage:
-      case SearchStep::kAskLibrary:
-        facts_.contents->error = reason;
-        return;
-    }
+    const bool listing = std::ranges::find(search_.candidates, true, &CandidateFacts::examined) ==
+                         search_.candidates.end();
+    (listing ? search_.store.error : Current().error) = reason;
+    search_.package.error = reason;
   }
 
  private:
   [[nodiscard]] CandidateFacts& Current() const {
-    const auto next = std::ranges::find(facts_.candidates, false, &CandidateFacts::examined);
+    const auto next = std::ranges::find(search_.candidates, false, &CandidateFacts::examined);
     return *std::prev(next);
   }
 
-  MachineFacts& facts_;
-  SearchStep& step_;
+  StoreSearch& search_;
 };
 
-/// Takes part of the search. Why it ended, empty when it came to its end.
-template <typename Search>
-std::string Run(const Recorder& recorder, Search search) try {
-  search();
-  return {};
-} catch (const std::exception& error) {
-  const std::string reason = ReasonOf(error);
-  recorder.EndWith(reason);
-  return reason;
+/// What a package holds; ends the search before the first library is loaded.
+class ContentsRecorder final : public SearchObserver {
+ public:
+  struct Enough {};
+
+  explicit ContentsRecorder(PackageContents& contents) : contents_(contents) {}
+
+  void Begin(SearchStep step, const std::wstring& /*subject*/) const override {
+    if (step == SearchStep::kAskLibrary) throw Enough();
+  }
+
+  void SawPackage(const std::vector<std::wstring>& library_files) const override {
+    for (const std::wstring& file : library_files) {
+      contents_.libraries.emplace_back().file = ToUtf8(file);
+    }
+  }
+
+ private:
+  PackageContents& contents_;
+};
+
+class LibraryRecorder final : public SearchObserver {
+ public:
+  explicit LibraryRecorder(AlgorithmLibraryFacts& facts) : facts_(facts) {}
+
+  void SawLibrary(const LibraryQuery& query,
+                  const std::vector<std::wstring>& names) const override {
+    facts_.query = query;
+    for (const std::wstring& name : names) facts_.names.push_back(ToUtf8(name));
+  }
+
+ private:
+  AlgorithmLibraryFacts& facts_;
+};
+
+/// A pattern that fits this text and nothing else but another case of it.
+std::wregex Exactly(const std::wstring& text) {
+  std::wstring pattern;
+  for (const wchar_t character : text) {
+    if (std::wstring_view(L"\\^$.|?*+()[]{}").find(character) != std::wstring_view::npos) {
+      pattern += L'\\';
+    }
+    pattern += character;
+  }
+  return std::wregex(pattern, std::regex_constants::ECMAScript | std::regex_constants::icase);
+}
+
+DriverPackageInfo Chosen(const std::string& package) {
+  return {.found = true, .path = ToWide(package)};
 }
 
 }  // namespace
@@ -139,36 +159,74 @@ std::vector<std::string> MachineFacts::LocalNames() const {
   std::vector<std::string> names;
   if (!contents) return names;
   for (const AlgorithmLibraryFacts& library : contents->libraries) {
-    if (library.query.failed) continue;
+    if (library.query.failed || !library.end.ok()) continue;
     names.insert(names.end(), library.names.begin(), library.names.end());
   }
   return names;
 }
 
+DriverFacts ExamineDriver() {
+  DriverFacts facts;
+  VersionQuad version{};
+  try {
+    if (QueryDriverVersion(version, DriverRecorder(facts))) facts.version = version;
+  } catch (const std::exception&) {  // the text is shown: it says more than the error
+  }
+  return facts;
+}
+
+StoreSearch ExamineStore(const DiscoveryRules& rules, const std::optional<VersionQuad>& version) {
+  StoreSearch search;
+  const StoreRecorder recorder(search);
+  std::wstring path;
+  try {
+    search.package.exact =
+        FindDriverPackage(rules.driver_store, version.value_or(VersionQuad{}), path, recorder);
+  } catch (const std::exception& error) {
+    recorder.EndWith(ReasonOf(error));
+    path.clear();
+  }
+  search.package.path = ToUtf8(path);
+  return search;
+}
+
+PackageContents ListPackage(const DiscoveryRules& rules, const std::string& package) {
+  PackageContents contents;
+  try {
+    static_cast<void>(ListLocalAlgorithms(rules.catalogue, rules.library_filter, Chosen(package),
+                                          ContentsRecorder(contents)));
+  } catch (const ContentsRecorder::Enough&) {
+  } catch (const std::exception& error) {
+    contents.error = ReasonOf(error);
+  }
+  return contents;
+}
+
+AlgorithmLibraryFacts ExamineLibrary(const DiscoveryRules& rules, const std::string& package,
+                                     const std::string& file) {
+  AlgorithmLibraryFacts facts{.file = file};
+  const std::wstring name = ToWide(file);
+  for (const auto& [algorithm, pattern] : rules.catalogue) {
+    if (std::regex_match(name, pattern)) facts.stands_for.push_back(ToUtf8(algorithm));
+  }
+  static_cast<void>(
+      ListLocalAlgorithms(rules.catalogue, Exactly(name), Chosen(package), LibraryRecorder(facts)));
+  return facts;
+}
+
 MachineFacts ExamineMachine(const DiscoveryRules& rules) {
   MachineFacts facts;
-  SearchStep step{};
-  const Recorder recorder(facts, step);
-
-  DriverPackageInfo package;
-  const std::string error =
-      Run(recorder, [&] { package = LocateDriverPackage(rules.driver_store, recorder); });
-  if (!facts.driver.version) {
-    // The search has not come to the store: what lies there may tell why there is no driver.
-    std::wstring ignored;
-    Run(recorder,
-        [&] { static_cast<void>(FindDriverPackage(rules.driver_store, {}, ignored, recorder)); });
-    return facts;
-  }
-
-  facts.package = {.path = ToUtf8(package.path), .exact = false, .error = error};
-  if (package.found) {
-    facts.package->exact = std::ranges::find(facts.candidates, facts.driver.version,
-                                             &CandidateFacts::version) != facts.candidates.end();
-    Run(recorder, [&] {
-      static_cast<void>(
-          ListLocalAlgorithms(rules.catalogue, rules.library_filter, package, recorder));
-    });
+  facts.driver = ExamineDriver();
+  // Without a driver the search does not come to the store: what lies there may tell why.
+  StoreSearch search = ExamineStore(rules, facts.driver.version);
+  facts.store = std::move(search.store);
+  facts.candidates = std::move(search.candidates);
+  if (!facts.driver.version) return facts;
+  facts.package = std::move(search.package);
+  if (facts.package->path.empty()) return facts;
+  facts.contents = ListPackage(rules, facts.package->path);
+  for (AlgorithmLibraryFacts& library : facts.contents->libraries) {
+    library = ExamineLibrary(rules, facts.package->path, library.file);
   }
   return facts;
 }
