@@ -41,6 +41,18 @@ std::string HelpOf(const Words& words) {
   return std::get<HelpText>(ParseArguments(words, Scope::kShell)).text;
 }
 
+TEST(Arguments, EveryCallAndWhatMakesCallsHasATimeLimit) {
+  EXPECT_EQ(Parse({"info", "--timeout", "1.5"}).timeout_ms, 1500U);
+  EXPECT_EQ(Parse({"info"}).timeout_ms, 0U);
+  EXPECT_EQ(Parse({"blob", "get", "1", "b", "--timeout", "2"}).timeout_ms, 2000U);
+  EXPECT_EQ(std::get<DemoCommand>(Parse({"demo", "--timeout", "3"}).command).timeout_ms, 3000U);
+  EXPECT_EQ(std::get<BatchCommand>(Parse({"batch", "f", "--timeout", "3"}).command).timeout_ms,
+            3000U);
+  EXPECT_THAT(ErrorOf({"info", "--timeout", "0"}), HasSubstr("a time in seconds"));
+  // A script has one for all of its lines.
+  EXPECT_THAT(ErrorOf({"info", "--timeout", "1"}, Scope::kScript), HasSubstr("--timeout"));
+}
+
 TEST(Arguments, EveryExportHasItsCommand) {
   const struct {
     Words words;

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -218,6 +220,31 @@ TEST_F(ZorctlTest, TheServersOwnResultIsPassedOn) {
   ExpectFailure({L"start", L"9"}, 20, "returned 18: the server's own result.");
 }
 
+TEST_F(ZorctlTest, ACallThatTakesTooLongIsCancelled) {
+  Serve(WithFault("ZorIntfGetInfo", sim::NoReply{}));
+  const Finished info = Zorctl({L"info", L"--timeout", L"0.3", L"--json"});
+  EXPECT_EQ(info.status, 5);
+  EXPECT_EQ(json::parse(info.out)["timed_out"], true);
+  EXPECT_THAT(info.err, HasSubstr("the server did not reply in time, and the call was cancelled"));
+  // The time is that of the call: one that is in time is as without it.
+  EXPECT_EQ(Zorctl({L"info", L"--timeout", L"100"}).status, 0);
+  EXPECT_FALSE(Document({L"info", L"--timeout", L"100"}).contains("timed_out"));
+}
+
+TEST_F(ZorctlTest, ABatchAndADemoEndAtACallThatWasCancelled) {
+  Serve(WithFault("ZorIntfStart", sim::NoReply{}));
+  const std::wstring script =
+      folder_.Write(L"s.txt", "create general\nconfig 1 rate\nstart 1\ninfo\n");
+  const Finished batch = Zorctl({L"batch", script, L"--keep-going", L"--timeout", L"0.3"});
+  EXPECT_EQ(batch.status, 5);
+  EXPECT_EQ(batch.out, "1\n");
+  EXPECT_THAT(batch.err, HasSubstr("s.txt:3: start: ZorIntfStart returned 1: the server did not"));
+  EXPECT_EQ(server_->Counts().requests, 3U);
+
+  Serve(WithFault("ZorIntfStart", sim::NoReply{}));
+  EXPECT_EQ(Zorctl({L"demo", L"--timeout", L"0.3"}).status, 5);
+}
+
 TEST_F(ZorctlTest, MistakesOfUsageSendNothing) {
   Serve();
   ExpectFailure({}, 2, "a command is missing");
@@ -332,6 +359,17 @@ TEST_F(ZorctlTest, WatchWaitsForAServerThatIsNotThereYet) {
   EXPECT_THAT(finished.out, HasSubstr("type 0  flag true\n"));
 }
 
+TEST_F(ZorctlTest, WatchTellsWhenTheServerGoesAndComes) {
+  Serve(WithGreetings());
+  Program watch(L"zorctl.exe", {L"watch", L"--count", L"14"});
+  ASSERT_TRUE(watch.WaitForOutput("type 6"));
+  server_.reset();
+  ASSERT_TRUE(watch.WaitForError("zorctl: watch: the server is gone; waiting for it"));
+  Serve(WithGreetings());
+  ASSERT_TRUE(watch.WaitForError("zorctl: watch: the server is there"));
+  EXPECT_EQ(watch.Finish().status, 0);
+}
+
 // --- Log
 
 TEST_F(ZorctlTest, LogShowsWhatAProgramsLibrarySaysAndEndsWithItsStatus) {
@@ -358,6 +396,68 @@ TEST_F(ZorctlTest, ThereIsOneViewerAtATime) {
   Program log(L"zorctl.exe", {L"log"});
   ASSERT_TRUE(log.WaitForError("showing the debug log"));
   ExpectFailure({L"log"}, 1, "another viewer holds the debugger output");
+}
+
+/// A view of the viewer's buffer, as programs write to it.
+struct DebugBuffer {
+  DWORD process;
+  char text[4092];
+};
+
+TEST_F(ZorctlTest, LogTakesTheLinesOfSession0) {
+  Program log(L"zorctl.exe", {L"log", L"--global"});
+  ASSERT_TRUE(log.WaitForError("showing the debug log of session 0"));
+  const UniqueHandle mapping =
+      Require(OpenFileMappingW(FILE_MAP_WRITE, FALSE, L"Global\\DBWIN_BUFFER"), "mapping");
+  const UniqueHandle filled =
+      Require(OpenEventW(EVENT_MODIFY_STATE, FALSE, L"Global\\DBWIN_DATA_READY"), "event");
+  auto* buffer = static_cast<DebugBuffer*>(
+      MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, sizeof(DebugBuffer)));
+  ASSERT_NE(buffer, nullptr);
+  *buffer = {.process = 77, .text = "[zor] from a service\n"};
+  SetEvent(filled.get());
+  EXPECT_TRUE(log.WaitForOutput("    77 [zor] from a service"));
+  UnmapViewOfFile(buffer);
+}
+
+/// Whether the object's list grants something to all packaged applications.
+bool AdmitsPackages(HANDLE object) {
+  std::array<std::byte, 4096> memory{};
+  DWORD size = 0;
+  BOOL present = FALSE;
+  BOOL defaulted = FALSE;
+  PACL list = nullptr;
+  if (GetKernelObjectSecurity(object, DACL_SECURITY_INFORMATION, memory.data(), memory.size(),
+                              &size) == FALSE ||
+      GetSecurityDescriptorDacl(memory.data(), &present, &list, &defaulted) == FALSE ||
+      present == FALSE || list == nullptr) {
+    return false;
+  }
+  SID_IDENTIFIER_AUTHORITY authority{{0, 0, 0, 0, 0, 15}};
+  PSID packages = nullptr;
+  AllocateAndInitializeSid(&authority, 2, 2, 1, 0, 0, 0, 0, 0, 0, &packages);
+  bool admits = false;
+  for (DWORD i = 0; i < list->AceCount; ++i) {
+    void* entry = nullptr;
+    if (GetAce(list, i, &entry) == FALSE) continue;
+    auto* allowed = static_cast<ACCESS_ALLOWED_ACE*>(entry);
+    if (allowed->Header.AceType != ACCESS_ALLOWED_ACE_TYPE) continue;
+    admits = admits || EqualSid(&allowed->SidStart, packages) != FALSE;
+  }
+  FreeSid(packages);
+  return admits;
+}
+
+TEST_F(ZorctlTest, PackagedApplicationsMayWriteToTheLog) {
+  Program log(L"zorctl.exe", {L"log"});
+  ASSERT_TRUE(log.WaitForError("showing the debug log"));
+  for (const wchar_t* name : {L"DBWIN_BUFFER_READY", L"DBWIN_DATA_READY"}) {
+    const UniqueHandle event = Require(OpenEventW(READ_CONTROL, FALSE, name), "event");
+    EXPECT_TRUE(AdmitsPackages(event.get()));
+  }
+  const UniqueHandle mapping =
+      Require(OpenFileMappingW(READ_CONTROL, FALSE, L"DBWIN_BUFFER"), "mapping");
+  EXPECT_TRUE(AdmitsPackages(mapping.get()));
 }
 
 TEST_F(ZorctlTest, AProgramThatIsNotThereCannotBeLogged) {
@@ -400,6 +500,15 @@ TEST_F(ZorctlTest, ABatchComesFromStandardInputAndRepeats) {
   // Not on a terminal: no progress bar.
   EXPECT_EQ(batch.err, "");
   EXPECT_EQ(server_->Counts().requests, 140U);
+}
+
+TEST_F(ZorctlTest, ABatchTellsItsProgressInAFileWhenItIsAsked) {
+  Serve();
+  const Finished batch = Zorctl({L"batch", L"-", L"--repeat", L"200", L"--progress"}, "info\n");
+  EXPECT_EQ(batch.status, 0);
+  EXPECT_THAT(batch.err, StartsWith("zorctl: batch: 5% 10/200\nzorctl: batch: 10% 20/200\n"));
+  EXPECT_THAT(batch.err, HasSubstr("zorctl: batch: 100% 200/200\n"));
+  EXPECT_EQ(std::ranges::count(batch.err, '\n'), 20);
 }
 
 TEST_F(ZorctlTest, ABatchReadsUtf16) {

@@ -32,6 +32,15 @@ TEST(Explain, TheLibrarysResultsHaveStatusesOfTheirOwn) {
   EXPECT_EQ(statuses.size(), 9U);
 }
 
+TEST(Explain, ACancelledCallHasAStatusAndAMemberOfItsOwn) {
+  const Outcome cancelled{.result = 1, .timed_out = true};
+  EXPECT_EQ(StatusOf(cancelled), kCallTimedOut);
+  EXPECT_EQ(StatusOf(Outcome{.result = 1}), kTransportFailure);
+  EXPECT_EQ(ToJson(InfoCall{}, cancelled)["timed_out"], true);
+  EXPECT_FALSE(ToJson(InfoCall{}, {.result = 1}).contains("timed_out"));
+  EXPECT_THAT(FailureText(InfoCall{}, cancelled), HasSubstr("did not reply in time"));
+}
+
 TEST(Explain, ASuccessNeedsNoAdvice) {
   EXPECT_EQ(Explain(InfoCall{}, 0).meaning, "success");
   EXPECT_THAT(Explain(InfoCall{}, 0).advice, IsEmpty());
@@ -60,7 +69,7 @@ TEST(Explain, AnyOtherResultIsTheServersOwn) {
 }
 
 TEST(Report, AFailureNamesTheExportAndTheResult) {
-  EXPECT_EQ(FailureText(ControlCall{Control::kStart, 1}, 19),
+  EXPECT_EQ(FailureText(ControlCall{Control::kStart, 1}, {.result = 19}),
             "start: ZorIntfStart returned 19: the server's own result.\n"
             "What to do: see the server's documentation, for zorsim docs/simulator.md.");
 }

@@ -156,6 +156,16 @@ TEST(ProgressLine, ShowsMuchWorkToATerminal) {
   EXPECT_EQ(shown, '\r' + std::string(79, ' ') + '\r');
 }
 
+TEST(ProgressLine, GivesAFileALineForEachTwentieth) {
+  std::vector<std::string> lines;
+  ProgressLine progress(
+      200, [&](std::string_view text) { lines.emplace_back(text); }, ProgressLine::Kind::kLines);
+  for (std::size_t done = 1; done <= 200; ++done) progress.Show(done);
+  ASSERT_EQ(lines.size(), 20U);
+  EXPECT_EQ(lines.front(), "5% 10/200");
+  EXPECT_EQ(lines.back(), "100% 200/200");
+}
+
 TEST(ProgressLine, ShowsNothingOfLittleWorkOrToNobody) {
   std::string shown;
   ProgressLine(49, [&](std::string_view text) { shown += text; }).Show(1);

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <type_traits>
 #include <utility>
 
 #include "tools/zorctl/help.h"
@@ -32,6 +33,7 @@ class Grammar {
   template <typename Part>
   CLI::App& Add(CLI::App& parent, const char* name, const Help& help, Part& command);
 
+  static void AddTimeout(CLI::App& app, std::uint32_t& timeout_ms);
   static void AddHandle(CLI::App& app, std::uint32_t& handle);
   static void AddName(CLI::App& app, std::string& name, const char* what);
 
@@ -39,7 +41,9 @@ class Grammar {
   [[nodiscard]] UsageError Explain(const std::string& what) const;
 
   CLI::App app_{kAbout, "zorctl"};
+  Scope scope_;
   bool json_ = false;
+  std::uint32_t timeout_ms_ = 0;
   Command command_;
 
   InfoCall info_;
@@ -82,7 +86,7 @@ CLI::Option* AddNumber(CLI::App& app, const std::string& name, Number& number, P
 constexpr auto kUnsignedKind = "a number from 0 to 4294967295";
 constexpr auto kSecondsKind = "a time in seconds of at least 0.001";
 
-Grammar::Grammar(Scope scope) {
+Grammar::Grammar(Scope scope) : scope_(scope) {
   app_.footer(kMainFooter);
   app_.set_version_flag("--version", std::string("zorctl ") + ZOR_VERSION);
   app_.add_flag("--json", json_, kJsonFlag);
@@ -101,7 +105,15 @@ CLI::App& Grammar::Add(CLI::App& parent, const char* name, const Help& help, Par
   // Not by fallthrough to the parent: an argument could then be taken for a command's name.
   app->add_flag("--json", json_, kJsonFlag);
   app->callback([this, &command] { command_ = command; });
+  if constexpr (std::is_constructible_v<Call, Part&>) {
+    // A script has one for all of its lines.
+    if (scope_ == Scope::kShell) AddTimeout(*app, timeout_ms_);
+  }
   return *app;
+}
+
+void Grammar::AddTimeout(CLI::App& app, std::uint32_t& timeout_ms) {
+  AddNumber(app, "--timeout", timeout_ms, ParseSeconds, kSecondsKind, kTimeoutOption);
 }
 
 void Grammar::AddHandle(CLI::App& app, std::uint32_t& handle) {
@@ -185,10 +197,12 @@ void Grammar::AddTools() {
 
   CLI::App& log = Add(app_, "log", kLogHelp, log_);
   log.add_flag("--all", log_.all, "Show every line of the debugger output, not only the library's");
+  log.add_flag("--global", log_.global,
+               "Show the debug log of session 0, where services run; needs the right to it");
   log.add_option("PROGRAM", log_.program, "The program to run, with its arguments")->type_name("");
 
   Add(app_, "doctor", kDoctorHelp, doctor_);
-  Add(app_, "demo", kDemoHelp, demo_);
+  AddTimeout(Add(app_, "demo", kDemoHelp, demo_), demo_.timeout_ms);
 
   CLI::App& batch = Add(app_, "batch", kBatchHelp, batch_);
   batch.add_option("FILE", batch_.file, "The script; - is standard input")
@@ -197,6 +211,9 @@ void Grammar::AddTools() {
   AddNumber(batch, "--repeat", batch_.repeat, ParseUnsigned, kUnsignedKind,
             "Run the script so many times");
   batch.add_flag("--keep-going", batch_.keep_going, "Go on after a command that failed");
+  batch.add_flag("--progress", batch_.progress,
+                 "Show the progress also when the output is not a terminal, line by line");
+  AddTimeout(batch, batch_.timeout_ms);
 }
 
 std::string Grammar::WhatIsWrong(const CLI::ParseError& error) const {
@@ -227,7 +244,7 @@ ParsedArguments Grammar::Parse(std::vector<std::string> words) {
     // CLI11 takes them from the back.
     std::ranges::reverse(words);
     app_.parse(std::move(words));
-    return Request{command_, json_};
+    return Request{command_, json_, timeout_ms_};
   } catch (const CLI::CallForHelp&) {
     return HelpText{app_.help()};
   } catch (const CLI::CallForVersion&) {

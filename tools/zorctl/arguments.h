@@ -13,6 +13,7 @@ namespace zor::ctl {
 struct Request {
   Command command;
   bool json = false;
+  std::uint32_t timeout_ms = 0;  ///< of a call; 0: without end
 };
 
 /// A text that was asked for: help, or the version.

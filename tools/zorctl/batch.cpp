@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <functional>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -76,7 +77,8 @@ class Runner {
       : script_(script),
         command_(command),
         json_(json),
-        progress_(script.lines().size() * command.repeat, IsTerminal() ? SayRaw : nullptr) {}
+        progress_(script.lines().size() * command.repeat, WriterFor(command),
+                  IsTerminal() ? ProgressLine::Kind::kBar : ProgressLine::Kind::kLines) {}
 
   ExitStatus Run() {
     for (std::uint32_t round = 1; round <= command_.repeat; ++round) {
@@ -87,7 +89,8 @@ class Runner {
         if (status != kDone) {
           ++failures_;
           if (first_failure_ == kDone) first_failure_ = status;
-          if (!command_.keep_going) return status;
+          // After a cancelled call none may be made.
+          if (!command_.keep_going || status == kCallTimedOut) return status;
         }
         progress_.Show(commands_);
       }
@@ -98,13 +101,23 @@ class Runner {
   }
 
  private:
+  static std::function<void(std::string_view)> WriterFor(const BatchCommand& command) {
+    if (IsTerminal()) return SayRaw;
+    if (!command.progress) return nullptr;
+    return [](std::string_view line) { Say(fmt::format("batch: {}", line)); };
+  }
+
   ExitStatus RunLine(const ScriptLine& line, std::uint32_t round) {
     const std::string place = script_.PlaceOf(line);
     try {
       Step step = ParseStep(line.words, session_.last_handle());
       Json members{{"line", line.number}};
       if (command_.repeat > 1) members["round"] = round;
-      return RunCall(session_, std::move(step.call), {json_ || step.json, place, members});
+      return RunCall(session_, std::move(step.call),
+                     {.json = json_ || step.json,
+                      .place = place,
+                      .timeout_ms = command_.timeout_ms,
+                      .members = members});
     } catch (const std::exception& error) {
       Say(place + error.what());
       return kFailed;

@@ -79,16 +79,21 @@ struct WatchCommand {
 
 struct LogCommand {
   bool all = false;
+  bool global = false;  ///< the machine's debug output, not the session's
   std::vector<std::string> program;
 };
 
 struct DoctorCommand {};
-struct DemoCommand {};
+struct DemoCommand {
+  std::uint32_t timeout_ms = 0;  ///< of each call; 0: without end
+};
 
 struct BatchCommand {
   std::string file;
   std::uint32_t repeat = 1;
   bool keep_going = false;
+  bool progress = false;         ///< also when nobody looks on
+  std::uint32_t timeout_ms = 0;  ///< of each call; 0: without end
 };
 
 using Command =

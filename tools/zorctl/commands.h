@@ -13,7 +13,7 @@ int ShowLog(const LogCommand& command, bool json);
 
 ExitStatus RunDoctor(const DoctorCommand& command, bool json);
 
-ExitStatus RunDemo(bool json);
+ExitStatus RunDemo(const DemoCommand& command, bool json);
 
 ExitStatus RunBatch(const BatchCommand& command, bool json);
 

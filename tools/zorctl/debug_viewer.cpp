@@ -2,9 +2,12 @@
 
 #include <windows.h>
 
+#include <sddl.h>
+
 #include <array>
 #include <cstring>
 #include <stdexcept>
+#include <string>
 
 #include "discovery/text.h"
 #include "tools/zorctl/owned_handle.h"
@@ -24,8 +27,42 @@ struct Unmapper {
   void operator()(const Buffer* buffer) const noexcept { UnmapViewOfFile(buffer); }
 };
 
-OwnedHandle MakeEvent(const wchar_t* name) {
-  OwnedHandle event(CreateEventW(nullptr, FALSE, FALSE, name));
+// Everyone may write, all application packages (S-1-15-2-1), too, and programs of low integrity;
+// by default only programs of this user and of as high an integrity could.
+constexpr const wchar_t* kDescriptor =
+    L"D:(A;;GRGWGX;;;WD)(A;;GRGWGX;;;S-1-15-2-1)(A;;GA;;;SY)(A;;GA;;;BA)(A;;GA;;;OW)"
+    L"S:(ML;;NW;;;LW)";
+
+struct LocalMemory {
+  void operator()(void* memory) const noexcept { LocalFree(memory); }
+};
+
+class Security {
+ public:
+  Security() {
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (ConvertStringSecurityDescriptorToSecurityDescriptorW(kDescriptor, SDDL_REVISION_1,
+                                                             &descriptor, nullptr) == FALSE) {
+      ThrowLastError("describing who may write debugger output");
+    }
+    descriptor_.reset(descriptor);
+    attributes_ = {sizeof(attributes_), descriptor, FALSE};
+  }
+
+  [[nodiscard]] SECURITY_ATTRIBUTES* get() noexcept { return &attributes_; }
+
+ private:
+  std::unique_ptr<void, LocalMemory> descriptor_;
+  SECURITY_ATTRIBUTES attributes_{};
+};
+
+std::wstring NameOf(DebugScope scope, const wchar_t* name) {
+  return (scope == DebugScope::kGlobal ? L"Global\\" : L"") + std::wstring(name);
+}
+
+OwnedHandle MakeEvent(DebugScope scope, const wchar_t* name) {
+  Security security;
+  OwnedHandle event(CreateEventW(security.get(), FALSE, FALSE, NameOf(scope, name).c_str()));
   if (event == nullptr) ThrowLastError("opening the debugger output's events");
   return event;
 }
@@ -42,21 +79,25 @@ std::string FromSystemText(const char* text, std::size_t size) {
 }  // namespace
 
 struct DebugViewer::Shared {
-  OwnedHandle ready = MakeEvent(L"DBWIN_BUFFER_READY");
-  OwnedHandle filled = MakeEvent(L"DBWIN_DATA_READY");
+  explicit Shared(DebugScope scope)
+      : ready(MakeEvent(scope, L"DBWIN_BUFFER_READY")),
+        filled(MakeEvent(scope, L"DBWIN_DATA_READY")) {}
+
+  OwnedHandle ready;
+  OwnedHandle filled;
   OwnedHandle mapping;
   std::unique_ptr<const Buffer, Unmapper> buffer;
 };
 
-DebugViewer::DebugViewer() : shared_(std::make_unique<Shared>()) {
-  shared_->mapping.reset(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
-                                            kBufferSize, L"DBWIN_BUFFER"));
+DebugViewer::DebugViewer(DebugScope scope) : shared_(std::make_unique<Shared>(scope)) {
+  Security security;
+  shared_->mapping.reset(CreateFileMappingW(INVALID_HANDLE_VALUE, security.get(), PAGE_READWRITE, 0,
+                                            kBufferSize, NameOf(scope, L"DBWIN_BUFFER").c_str()));
   if (shared_->mapping == nullptr) ThrowLastError("opening the debugger output's buffer");
   if (GetLastError() == ERROR_ALREADY_EXISTS) {
     throw std::runtime_error(
         "another viewer holds the debugger output, of which there can be one at a time: close it "
-        "and "
-        "try again");
+        "and try again");
   }
   shared_->buffer.reset(static_cast<const Buffer*>(
       MapViewOfFile(shared_->mapping.get(), FILE_MAP_READ, 0, 0, kBufferSize)));

@@ -1,4 +1,4 @@
-/// The debugger output of every process on the machine, as a debug viewer sees it.
+/// The debugger output of the processes of a session, as a debug viewer sees it.
 #pragma once
 
 #include <cstdint>
@@ -14,12 +14,17 @@ struct DebugMessage {
   std::string text;
 };
 
-/// The system's shared buffer for debugger output. There can be one viewer at a time.
+/// Whose output: of the processes in this session, or of those in session 0, where services run.
+enum class DebugScope : std::uint8_t { kSession, kGlobal };
+
+/// The system's shared buffer for debugger output, of which each session has one. There can be one
+/// viewer of each at a time. Programs of any rights can write to it: packaged applications, and
+/// those of low integrity.
 class DebugViewer {
  public:
   /// Takes the buffer. Throws std::runtime_error, with a sentence for people, when another viewer
   /// has it, and std::system_error when the system refuses.
-  DebugViewer();
+  explicit DebugViewer(DebugScope scope);
   DebugViewer(const DebugViewer&) = delete;
   DebugViewer& operator=(const DebugViewer&) = delete;
   ~DebugViewer();

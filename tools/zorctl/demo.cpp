@@ -7,6 +7,7 @@
 #include <string>
 #include <variant>
 
+#include "tools/zorctl/call_limit.h"
 #include "tools/zorctl/console.h"
 #include "tools/zorctl/event_queue.h"
 #include "tools/zorctl/library.h"
@@ -37,7 +38,7 @@ std::string Indented(const std::string& lines) {
 
 class Demo {
  public:
-  explicit Demo(bool json) : json_(json) {}
+  Demo(std::uint32_t timeout_ms, bool json) : timeout_ms_(timeout_ms), json_(json) {}
 
   ExitStatus Run() try {
     // The library's own thread connects a moment after the load; what is sent before that is lost.
@@ -62,7 +63,7 @@ class Demo {
 
  private:
   Payload Step(const Call& call) {
-    const Outcome outcome = session_.Make(call);
+    const Outcome outcome = MakeWithin(session_, call, timeout_ms_);
     if (json_) {
       Print(ToLine(ToJson(call, outcome)));
     } else {
@@ -70,8 +71,8 @@ class Demo {
       Print(fmt::format("{:<20} {}\n{}", ExportName(call), verdict, Indented(ToText(outcome))));
     }
     if (outcome.result != ZOR_SUCCESS) {
-      Say(FailureText(call, outcome.result));
-      throw Stopped{StatusOf(outcome.result)};
+      Say(FailureText(call, outcome));
+      throw Stopped{StatusOf(outcome)};
     }
     return outcome.payload;
   }
@@ -101,6 +102,7 @@ class Demo {
     }
   }
 
+  std::uint32_t timeout_ms_;
   bool json_;
   EventQueue events_;
   Session session_;
@@ -108,9 +110,9 @@ class Demo {
 
 }  // namespace
 
-ExitStatus RunDemo(bool json) {
+ExitStatus RunDemo(const DemoCommand& command, bool json) {
   const Library library;
-  return Demo(json).Run();
+  return Demo(command.timeout_ms, json).Run();
 }
 
 }  // namespace zor::ctl

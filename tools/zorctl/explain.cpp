@@ -40,6 +40,18 @@ Explanation Explain(const Call& call, ZorResult result) {
   }
 }
 
+Explanation Explain(const Call& call, const Outcome& outcome) {
+  if (!outcome.timed_out) return Explain(call, outcome.result);
+  return {.meaning = "the server did not reply in time, and the call was cancelled",
+          .advice =
+              "zorctl makes no further call, which might be given the late reply; see why the "
+              "server is silent, and restart it"};
+}
+
+ExitStatus StatusOf(const Outcome& outcome) noexcept {
+  return outcome.timed_out ? kCallTimedOut : StatusOf(outcome.result);
+}
+
 ExitStatus StatusOf(ZorResult result) noexcept {
   switch (result) {
     case ZOR_SUCCESS:

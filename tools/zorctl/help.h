@@ -29,6 +29,7 @@ inline constexpr auto kMainFooter =
     "  2   the command line or a script's line is wrong; nothing was sent for it\n"
     "  3   doctor found something missing or wrong\n"
     "  4   watch, demo: the time ran out first\n"
+    "  5   --timeout: the server did not reply in time; the call was cancelled\n"
     "  11  result 1: the call could not be completed\n"
     "  12  result 2: the server could not be reached\n"
     "  13  result 3: no algorithm has this id\n"
@@ -36,6 +37,8 @@ inline constexpr auto kMainFooter =
     "log ends with the status of the program that it ran.";
 
 inline constexpr auto kJsonFlag = "Answer in JSON";
+inline constexpr auto kTimeoutOption =
+    "Cancel a call that takes longer than so many seconds, and end with status 5";
 inline constexpr auto kNoListFlag =
     "For the parameter supproted_algo_name: do not fetch the list of algorithms first";
 
@@ -88,11 +91,14 @@ inline constexpr Help kWatchHelp{
     "Example:\n  zorctl watch\n  zorctl watch --count 1 --timeout 10 --json"};
 
 inline constexpr Help kLogHelp{
-    "Show the library's debug log as it comes: of every process until Ctrl-C, or of a program",
+    "Show the library's debug log as it comes: of every process in the session until Ctrl-C, or of "
+    "a "
+    "program",
     "These are the lines with the prefix \"[zor] \" of the debugger output. With a program, the\n"
     "lines of that program until it ends, and its exit status is then zorctl's own. There can be\n"
-    "one viewer of the debugger output at a time.\n\n"
-    "Example:\n  zorctl log\n  zorctl log -- session.exe\n  zorctl log --all --json"};
+    "one viewer of the debugger output of a session at a time.\n\n"
+    "Example:\n  zorctl log\n  zorctl log -- session.exe\n  zorctl log --all --json\n"
+    "  zorctl log --global            services have a session of their own"};
 
 inline constexpr Help kDoctorHelp{
     "Walk the whole chain and say what was found, what is wrong and what to do",

@@ -29,10 +29,11 @@ void Show(const DebugMessage& message, bool with_process, bool json) {
 }  // namespace
 
 int ShowLog(const LogCommand& command, bool json) {
-  DebugViewer viewer;
+  DebugViewer viewer(command.global ? DebugScope::kGlobal : DebugScope::kSession);
   std::optional<ChildProcess> program;
   if (command.program.empty()) {
-    Say("log: showing the debug log; Ctrl-C ends");
+    Say(command.global ? "log: showing the debug log of session 0; Ctrl-C ends"
+                       : "log: showing the debug log; Ctrl-C ends");
   } else {
     program = StartProgram(command.program);
   }

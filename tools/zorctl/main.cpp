@@ -39,22 +39,23 @@ std::vector<std::string> CommandLineWords() {
 
 struct Run {
   bool json;
+  std::uint32_t timeout_ms;
 
   int operator()(const Call& call) const {
     const Library library;
     Session session;
-    return RunCall(session, call, {.json = json});
+    return RunCall(session, call, {.json = json, .timeout_ms = timeout_ms});
   }
   int operator()(const WatchCommand& command) const { return Watch(command, json); }
   int operator()(const LogCommand& command) const { return ShowLog(command, json); }
   int operator()(const DoctorCommand& command) const { return RunDoctor(command, json); }
-  int operator()(const DemoCommand& /*command*/) const { return RunDemo(json); }
+  int operator()(const DemoCommand& command) const { return RunDemo(command, json); }
   int operator()(const BatchCommand& command) const { return RunBatch(command, json); }
 };
 
 struct Answer {
   int operator()(const Request& request) const {
-    return std::visit(Run{request.json}, request.command);
+    return std::visit(Run{request.json, request.timeout_ms}, request.command);
   }
   int operator()(const HelpText& help) const {
     Print(help.text);

@@ -40,7 +40,8 @@ using Payload =
 
 struct Outcome {
   ZorResult result = ZOR_SUCCESS;
-  Payload payload;  ///< of a call that failed: nothing
+  Payload payload = {};    ///< of a call that failed: nothing
+  bool timed_out = false;  ///< it failed because it was cancelled
 };
 
 }  // namespace zor::ctl

@@ -44,9 +44,8 @@ LONG CALLBACK TakeMessage(EXCEPTION_POINTERS* exception) {
   if (!text.starts_with("[zor] ")) return EXCEPTION_CONTINUE_SEARCH;
   text.erase(text.find_last_not_of("\r\n") + 1);
   const std::lock_guard lock(Lock());
-  if (!Taker()) return EXCEPTION_CONTINUE_SEARCH;
-  Taker()(text);
-  return EXCEPTION_CONTINUE_EXECUTION;
+  if (Taker()) Taker()(text);
+  return EXCEPTION_CONTINUE_SEARCH;
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 namespace zor::ctl {
 
 /// Hands the lines "[zor] ..." of this process to a function, without their line ends, while the
-/// object lives; a debug viewer does not get them then. One object at a time. The function is
+/// object lives; a debug viewer gets them all the same. One object at a time. The function is
 /// called on the thread that writes, must not throw and must not write debug output itself.
 class OwnLog {
  public:

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -14,8 +15,12 @@ namespace zor::ctl {
 /// Shows nothing unless there is much to do and somewhere to show it.
 class ProgressLine {
  public:
-  /// `write` takes parts of a line; empty when nobody looks on.
-  ProgressLine(std::size_t total, std::function<void(std::string_view)> write);
+  /// A bar that is written over on a terminal, or a line for each twentieth in a file.
+  enum class Kind : std::uint8_t { kBar, kLines };
+
+  /// `write` takes parts of a line, of kLines whole ones; empty when nobody looks on.
+  ProgressLine(std::size_t total, std::function<void(std::string_view)> write,
+               Kind kind = Kind::kBar);
   ProgressLine(const ProgressLine&) = delete;
   ProgressLine& operator=(const ProgressLine&) = delete;
   ~ProgressLine() { Hide(); }
@@ -28,6 +33,7 @@ class ProgressLine {
  private:
   std::size_t total_;
   std::function<void(std::string_view)> write_;
+  Kind kind_;
   bool visible_ = false;
 };
 

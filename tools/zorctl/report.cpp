@@ -85,21 +85,22 @@ struct AddTo {
 std::string ToText(const Outcome& outcome) { return std::visit(TextOf{}, outcome.payload); }
 
 Json ToJson(const Call& call, const Outcome& outcome) {
-  const Explanation explanation = Explain(call, outcome.result);
+  const Explanation explanation = Explain(call, outcome);
   Json json;
   json["command"] = CommandName(call);
   json["export"] = ExportName(call);
   json["result"] = outcome.result;
+  if (outcome.timed_out) json["timed_out"] = true;
   json["meaning"] = explanation.meaning;
   if (!explanation.advice.empty()) json["advice"] = explanation.advice;
   std::visit(AddTo{json}, outcome.payload);
   return json;
 }
 
-std::string FailureText(const Call& call, ZorResult result) {
-  const Explanation explanation = Explain(call, result);
+std::string FailureText(const Call& call, const Outcome& outcome) {
+  const Explanation explanation = Explain(call, outcome);
   return fmt::format("{}: {} returned {}: {}.\nWhat to do: {}.", CommandName(call),
-                     ExportName(call), result, explanation.meaning, explanation.advice);
+                     ExportName(call), outcome.result, explanation.meaning, explanation.advice);
 }
 
 std::string ToLine(const Json& json) {

@@ -21,7 +21,7 @@ using Json = nlohmann::ordered_json;
 [[nodiscard]] Json ToJson(const Call& call, const Outcome& outcome);
 
 /// The sentence about a call that failed, without a line end.
-[[nodiscard]] std::string FailureText(const Call& call, ZorResult result);
+[[nodiscard]] std::string FailureText(const Call& call, const Outcome& outcome);
 
 /// One document on one line, with its line end. Bytes that are not UTF-8 become the replacement
 /// character: names are the server's and can be anything.

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "tools/zorctl/call_limit.h"
 #include "tools/zorctl/console.h"
 #include "tools/zorctl/files.h"
 
@@ -25,7 +26,7 @@ void PrintJson(const Call& call, const Outcome& outcome, const Json& members) {
 
 ExitStatus RunCall(Session& session, Call call, const Style& style) {
   if (auto* set = std::get_if<BlobSetCall>(&call)) set->bytes = ReadBytes(set->file);
-  const Outcome outcome = session.Make(call);
+  const Outcome outcome = MakeWithin(session, call, style.timeout_ms);
   if (const auto* block = std::get_if<Block>(&outcome.payload); block != nullptr && block->file) {
     WriteBytes(*block->file, block->bytes);
     if (*block->file != kStandardStream) {
@@ -38,9 +39,9 @@ ExitStatus RunCall(Session& session, Call call, const Style& style) {
     Print(ToText(outcome));
   }
   if (outcome.result != ZOR_SUCCESS) {
-    Say(std::string(style.place) + FailureText(call, outcome.result));
+    Say(std::string(style.place) + FailureText(call, outcome));
   }
-  return StatusOf(outcome.result);
+  return StatusOf(outcome);
 }
 
 }  // namespace zor::ctl

@@ -12,8 +12,9 @@ namespace zor::ctl {
 
 struct Style {
   bool json = false;
-  std::string_view place = {};  ///< before a message: "session.txt:3: "
-  Json members = {};            ///< put in front of a JSON document, which then takes one line
+  std::string_view place = {};   ///< before a message: "session.txt:3: "
+  std::uint32_t timeout_ms = 0;  ///< 0: without end
+  Json members = {};             ///< put in front of a JSON document, which then takes one line
 };
 
 /// Makes the call and prints what it brought. Throws std::runtime_error for a file.
