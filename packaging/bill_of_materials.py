@@ -25,9 +25,9 @@ def debian_package(name):
     return dict(zip(("version", "source", "source_version", "homepage", "architecture"), answer))
 
 
-def used_components(package):
+def used_components(package, programs_in="bin"):
     """The components that are in one of the package's programs or folders."""
-    programs = {path.name for path in (package / "bin").iterdir()}
+    programs = {path.name for path in (package / programs_in).iterdir()}
     folders = {path.name for path in package.iterdir()}
     components = json.loads((pathlib.Path(__file__).parent / "components.json").read_text())
     for component in components:
@@ -39,7 +39,8 @@ def used_components(package):
 def add_licenses(package, components):
     folder = package / "licenses"
     folder.mkdir()
-    lines = ["What the programs and the manual of this package contain beside its own (../LICENSE).",
+    lines = ["What the programs and the manual of this package contain beside its own (its licence is in "
+             "the folder above).",
              "Each file is the one that Debian distributes with the package.", ""]
     for component in components:
         shutil.copyfile(f"/usr/share/doc/{component['package']}/copyright",

@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
-"""Makes the package and its symbols from a Windows build.
+"""Makes the package, its symbols and the kit for machines of users from a Windows build.
 
     make_package.py --build BUILD --output FOLDER
 
-writes NAME-VERSION-win64.zip, NAME-VERSION-win64-symbols.zip and SHA256SUMS. The same build and the
+writes NAME-VERSION-win64.zip, NAME-VERSION-win64-symbols.zip, zor-selftest-VERSION-windows-x64.zip and
+SHA256SUMS. The same build and the
 same time give the same bytes; the time is SOURCE_DATE_EPOCH, or else that of the commit.
 """
 
@@ -56,6 +57,11 @@ def make(build, output):
         symbols = pathlib.Path(temporary) / f"{title}-symbols"
         install(description["cmake"], build, "symbols", symbols)
         made.append(archive.write_zip(symbols, output / f"{title}-symbols.zip", date))
+
+        kit = pathlib.Path(temporary) / f"zor-selftest-{description['version']}-windows-x64"
+        install(description["cmake"], build, "selftest", kit)
+        bill_of_materials.add_licenses(kit, bill_of_materials.used_components(kit, "."))
+        made.append(archive.write_zip(kit, output / f"{kit.name}.zip", date))
 
     sums = "".join(f"{archive.sha256(path)}  {path.name}\n" for path in made)
     (output / "SHA256SUMS").write_text(sums)

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the package for developers, its symbols and their checksums in dist/.
+# Makes the package for developers, its symbols, the selftest kit and their checksums in dist/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/common.sh

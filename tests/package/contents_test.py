@@ -91,6 +91,8 @@ class Archive:
 
 PACKAGE = Archive(f"{TITLE}.zip", TITLE)
 SYMBOLS = Archive(f"{TITLE}-symbols.zip", f"{TITLE}-symbols")
+KIT_TITLE = f"zor-selftest-{VERSION}-windows-x64"
+KIT = Archive(f"{KIT_TITLE}.zip", KIT_TITLE)
 
 
 class Contents(unittest.TestCase):
@@ -128,7 +130,7 @@ class Contents(unittest.TestCase):
 
     def test_names_no_folder_of_this_machine(self):
         places = {str(path.resolve()) for path in (SOURCE, BUILD, pathlib.Path.home())} - {"/"}
-        for archive in (PACKAGE, SYMBOLS):
+        for archive in (PACKAGE, SYMBOLS, KIT):
             for name, data in archive.data.items():
                 for place in places:
                     self.assertNotIn(f"{place}/".encode(), data, f"{name} names {place}")
@@ -199,6 +201,28 @@ class Symbols(unittest.TestCase):
         return listed.stdout
 
 
+class Kit(unittest.TestCase):
+    def test_has_the_program_the_library_and_a_page_about_them(self):
+        names = {name for name in KIT.data if not name.startswith("licenses/")}
+        self.assertEqual(names, {"LICENSE.txt", "README.txt", "ZorInterface.dll", "zor-selftest.exe"})
+        self.assertEqual(KIT.data["ZorInterface.dll"], PACKAGE.data["bin/ZorInterface.dll"])
+        self.assertEqual(KIT.data["zor-selftest.exe"],
+                         (BUILD / "bin/zor-selftest.exe").read_bytes())
+        for name in ("FlatBuffers", "GCC runtime libraries", "mingw-w64 runtime and winpthreads"):
+            self.assertIn(name, KIT.text("licenses/README.txt"))
+
+    def test_needs_nothing_but_the_system(self):
+        path = MADE / "zor-selftest.exe"
+        path.write_bytes(KIT.data["zor-selftest.exe"])
+        listed = subprocess.run(["x86_64-w64-mingw32-objdump", "-p", path], check=True,
+                                capture_output=True, text=True).stdout
+        path.unlink()
+        imports = {name.lower() for name in re.findall(r"DLL Name: (\S+)", listed)}
+        runtime = {name for name in imports if name.startswith("api-ms-win-crt-")}
+        self.assertEqual(imports - runtime, {"advapi32.dll", "bcrypt.dll", "kernel32.dll", "ole32.dll",
+                                             "oleaut32.dll"})
+
+
 class Reproducible(unittest.TestCase):
     def test_a_second_run_makes_the_same_bytes(self):
         # Another zone and a generous umask, neither of which may matter.
@@ -206,7 +230,7 @@ class Reproducible(unittest.TestCase):
                    SOURCE / "packaging/make_package.py", "--build", BUILD, "--output", AGAIN]
         subprocess.run(command, check=True, stdout=subprocess.DEVNULL,
                        env={**os.environ, "TZ": "Pacific/Auckland"})
-        for name in (f"{TITLE}.zip", f"{TITLE}-symbols.zip", "SHA256SUMS"):
+        for name in (f"{TITLE}.zip", f"{TITLE}-symbols.zip", f"{KIT_TITLE}.zip", "SHA256SUMS"):
             self.assertEqual((MADE / name).read_bytes(), (AGAIN / name).read_bytes(), name)
 
     def test_every_file_has_the_time_that_is_given(self):
@@ -232,7 +256,7 @@ class Checksums(unittest.TestCase):
         told = dict(reversed(line.split("  "))
                     for line in (MADE / "SHA256SUMS").read_text().splitlines())
         found = {archive.path.name: hashlib.sha256(archive.path.read_bytes()).hexdigest()
-                 for archive in (PACKAGE, SYMBOLS)}
+                 for archive in (PACKAGE, SYMBOLS, KIT)}
         self.assertEqual(told, found)
 
 

@@ -19,7 +19,8 @@ parser.add_argument("programs", type=pathlib.Path)
 parser.add_argument("--starter", required=True)
 OPTIONS, REST = parser.parse_known_args()
 sys.path.insert(0, str(OPTIONS.source / "scripts"))
-import programs  # noqa: E402  (after the path is known)
+import page  # noqa: E402  (after the path is known)
+import programs  # noqa: E402
 
 KIT = "zor-selftest.exe"
 BROKEN = "zor_selftest_broken.exe"
@@ -120,6 +121,20 @@ class AsItsUserRunsIt(Kit):
             self.assertEqual(status, 2, words)
             self.assertIsNone(report, words)
             self.assertTrue(text, words)
+
+
+class InThePages(Kit):
+    def test_each_check_names_words_of_a_page(self):
+        for check in self.listed():
+            with self.subTest(check["name"]):
+                text = page.words((OPTIONS.source / check["page"]).read_text("utf-8"))
+                self.assertGreater(len(check["sentence"]), 10)
+                self.assertIn(page.words(check["sentence"]), text)
+
+    def test_the_table_is_that_of_the_kit(self):
+        text = (OPTIONS.source / "docs/windows.md").read_text("utf-8")
+        self.assertEqual(page.written(text), page.table(self.listed()),
+                         "cmake --build --preset windows --target selftest_page")
 
 
 class OnABrokenSystem(Kit):

@@ -31,7 +31,7 @@ DWORD WINAPI CallAndWait(void* library) {
 /// Ends the process with the library loaded, and never unloads it: its end is what is looked at.
 int EndIn(std::wstring_view state) {
   static const Event in_callback;
-  auto* library = new Library;  // NOLINT(cppcoreguidelines-owning-memory)
+  static auto* library = new Library;  // NOLINT(cppcoreguidelines-owning-memory)
   if (state == kInCallback) {
     (*library)->ZorIntfRegEventCallback([](ZorEvent*) {
       in_callback.Set();

@@ -1,4 +1,4 @@
-// zor-selftest: looks at what the library takes for granted about this machine, and writes it down.
+// zor-selftest: looks at what the library assumes about this machine, and writes it down.
 #include <windows.h>
 
 #include <algorithm>
@@ -28,7 +28,7 @@ constexpr const char* kUsage =
     R"(usage: zor-selftest [--to FOLDER] [--only THEME | --only CHECK]... [--limit SECONDS]
        zor-selftest --list
 
-Looks at what ZorInterface.dll takes for granted about this machine, first of the system alone, then
+Looks at what ZorInterface.dll assumes about this machine, first of the system alone, then
 of the library beside this program. Writes zor-selftest-report.html, to read, and
 zor-selftest-report.json, to send in, beside this program or into FOLDER. Nothing is installed and
 nothing is changed.

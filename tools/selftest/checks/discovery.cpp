@@ -231,7 +231,7 @@ constexpr std::array kChecks = {
           kDecisions, "on a single-threaded apartment", kAllSteps, "", StepsInOne},
     Check{"discovery.security-twice",
           "The process's security can be set once; the second time COM says so: 80010119.",
-          "docs/lifetimes.md", "the security of COM stays set", "00000000, then 80010119",
+          "docs/lifetimes.md", "COM's security remains set", "00000000, then 80010119",
           "00000000, then 00000000", SecurityTwice},
     Check{"discovery.drivers", "The management service lists the signed drivers.", kTroubles,
           "no signed driver has the hardware id", "some rows", "no row", Drivers},
@@ -243,10 +243,10 @@ constexpr std::array kChecks = {
           kDecisions, "leaves the value of the read before", "80041002, kind 0", "",
           AbsentProperty},
     Check{"discovery.store-order", "The driver store can be listed, in the order of its names.",
-          "docs/algorithm-library.md", "", "in the order of the names", "error 3", StoreOrder},
+          "src/platform/directory.h", "Entries come in the file system's order",
+          "in the order of the names", "error 3", StoreOrder},
     Check{"discovery.missing-folder", "Listing a folder that is not there fails with 3.",
-          kDecisions, "A driver store or package that cannot be listed", "error 3", "",
-          MissingFolder},
+          kDecisions, "folder cannot be listed", "error 3", "", MissingFolder},
 };
 
 }  // namespace

@@ -232,11 +232,10 @@ std::string Digits(Notes& notes) {
     if (std::wcstoul(text.data(), nullptr, 10) >= 10) ++in_numbers;
   }
   notes.push_back(Text(digits, " characters are digits"));
+  const auto kind = [](wchar_t c) { return std::iswdigit(c) != 0 ? "is a digit" : "is none"; };
   const auto number = [](const wchar_t* text) { return std::wcstoul(text, nullptr, 10); };
-  return Text(in_numbers, " characters go on with a number; U+0663 ",
-              std::iswdigit(0x663) != 0 ? "is a digit" : "is none", " and makes ",
-              number(L"1\u0663"), ", U+00B2 ", std::iswdigit(0xB2) != 0 ? "is a digit" : "is none",
-              " and makes ", number(L"1\u00B2"));
+  return Text(in_numbers, " characters go on with a number; U+0663 ", kind(0x663), " and makes ",
+              number(L"1\u0663"), ", U+00B2 ", kind(0xB2), " and makes ", number(L"1\u00B2"));
 }
 
 std::string Utf8(Notes& /*notes*/) {
@@ -267,21 +266,23 @@ constexpr std::array kChecks = {
         "runtime.dll-directory",
         "The system takes a folder for libraries without looking whether it exists, and null puts "
         "the default back.",
-        kLifetimes, "with `NULL` for the system's default",
+        kLifetimes, "To undo the former, call `SetDllDirectoryW` afterwards, with `NULL`",
         "missing folder: ok, read back; none: ok, empty", "", DllDirectory},
     Check{"runtime.dll-directory-semicolon", R"(A folder for libraries with a ";" is refused.)",
-          "docs/troubleshooting.md", R"(its path has a ";")", "error 87", "ok", Semicolon},
+          "docs/troubleshooting.md", R"(its path contains ";")", "error 87", "ok", Semicolon},
     Check{"runtime.error-mode", "A thread's error mode concerns that thread only.", kDecisions,
-          "`SetThreadErrorMode` concerns the", "here 1, elsewhere 0", "", ErrorMode},
+          "`SetThreadErrorMode` affects the calling thread only", "here 1, elsewhere 0", "",
+          ErrorMode},
     Check{"runtime.failed-load",
           "A library that cannot be loaded is refused with an error, without a box on the screen.",
           kDecisions, "the call would wait for a user who may not be there",
           "missing 126, text 193, folder 5, half 193", "", FailedLoad},
     Check{"runtime.free-null", "Freeing no library fails, and does no harm.",
-          "docs/architecture.md", "", "fails", "", FreeNull},
+          "src/discovery/library_scan.cpp",
+          "Frees its module on every path, also when there is none", "fails", "", FreeNull},
     Check{"runtime.environment",
           "\"systemroot\" is there; a buffer that is too short gets the size that is needed.",
-          "SECURITY.md", "\"systemroot\" is read from the environment",
+          "SECURITY.md", R"(But the library reads "systemroot" from the environment)",
           "systemroot there; short buffer: one more; absent: 0, error 203", "", Environment},
     Check{"runtime.debug-events",
           "Each line of the debugger output is one exception, in the order of writing; wide ones "
@@ -292,24 +293,26 @@ constexpr std::array kChecks = {
           "40010006 one, 4001000A two, 40010006 three",
           "40010006 one, 40010006 two, 40010006 three", DebugEvents},
     Check{"runtime.debug-viewer", "A viewer of the debugger output sees all lines in order.",
-          "docs/troubleshooting.md", "any viewer of the debugger output", "20 lines in order", "",
-          DebugViewer},
+          "docs/troubleshooting.md", "or use a viewer of the debugger output", "20 lines in order",
+          "", DebugViewer},
     Check{"runtime.malloc-zero", "`malloc(0)` is not null.", kLifetimes,
           "`data` is not null when `size` is 0", "not null", "", MallocZero},
     Check{"runtime.calloc-lazy", "Large zeroed memory is not used up before it is written to.",
-          kDecisions, "slots that stay null should take no memory", "taken, not used", "",
-          CallocLazy},
+          kDecisions, "So most entries remain null and should take no memory", "taken, not used",
+          "", CallocLazy},
     Check{
         "runtime.digits",
         "Digits and numbers are those of the Universal C Runtime: 180 characters go on with a "
         "number.",
-        kDecisions, "So \"1\" and U+0663 are 13, and \"1\" and U+00B2 are 1",
+        kDecisions, R"(For example "1" and U+0663 give 13, while "1" and U+00B2 give 1)",
         "180 characters go on with a number; U+0663 is a digit and makes 13, U+00B2 is a digit and "
         "makes 1",
         "", Digits},
     Check{"runtime.utf8",
           "What is no UTF-8, and a lone surrogate, become the replacement character.",
-          "SECURITY.md", "An INF may be of any size", "4: 0041 FFFD 0042; 4: EF BF BD", "", Utf8},
+          "src/platform/text.h",
+          "bytes or characters that are not valid become the replacement character",
+          "4: 0041 FFFD 0042; 4: EF BF BD", "", Utf8},
 };
 
 }  // namespace
