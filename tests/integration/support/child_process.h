@@ -18,6 +18,9 @@ class ChildProcess {
   ChildProcess& operator=(const ChildProcess&) = delete;
   ~ChildProcess() { Kill(); }
 
+  /// Its number in the system.
+  [[nodiscard]] DWORD id() const noexcept { return GetProcessId(process_.get()); }
+
   /// Waits for its end: its exit code. Throws when it does not end.
   [[nodiscard]] DWORD Wait();
 
