@@ -22,7 +22,9 @@ from markdown import (CODE, HEADING, LINK, is_local, lines_of, navigation, resol
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 REFERENCE = ["src/interface/zor_interface.h", "src/interface/zor_result.h",
-             "src/interface/zor_loader.h", "src/interface/zor.hpp"]
+             "src/interface/zor_loader.h", "src/interface/zor.hpp",
+             "src/interface/zor_session.hpp", "src/interface/zor_session_types.hpp",
+             "src/interface/zor_session_system.hpp", "src/interface/zor_session_core.hpp"]
 MAIN = {"README.md", "packaging/README.md"}
 # Source files that are in the package, so that its pages may link to them.
 PACKAGED = ("examples/", "simulator/scenarios/", "src/messages/zor_messages.fbs", "LICENSE")

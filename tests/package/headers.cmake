@@ -17,6 +17,7 @@ set(c_header "${PROJECT_SOURCE_DIR}/src/interface/zor_interface.h")
 set(result_header "${PROJECT_SOURCE_DIR}/src/interface/zor_result.h")
 set(loader_header "${PROJECT_SOURCE_DIR}/src/interface/zor_loader.h")
 set(cxx_header "${PROJECT_SOURCE_DIR}/src/interface/zor.hpp")
+set(session_header "${PROJECT_SOURCE_DIR}/src/interface/zor_session.hpp") # includes its other three
 
 # zor_add_header_test(COMPILER HEADER LANGUAGE STANDARD TOOLS variable... COMMAND command...)
 function(zor_add_header_test compiler header language standard)
@@ -56,9 +57,10 @@ foreach(header ${c_header} ${result_header})
                            OPTIONS ${msvc_mode} ${clang_cxx})
 endforeach()
 
-zor_add_gnu_header_tests(gcc ${cxx_header} cpp c++17 c++20 TOOL ZOR_HOST_CXX
-                         OPTIONS ${gcc_warnings})
-zor_add_gnu_header_tests(clang ${cxx_header} cpp c++17 c++20 TOOL ZOR_CLANG OPTIONS ${clang_cxx})
+foreach(header ${cxx_header} ${session_header})
+  zor_add_gnu_header_tests(gcc ${header} cpp c++17 c++20 TOOL ZOR_HOST_CXX OPTIONS ${gcc_warnings})
+  zor_add_gnu_header_tests(clang ${header} cpp c++17 c++20 TOOL ZOR_CLANG OPTIONS ${clang_cxx})
+endforeach()
 
 # What must not be thrown away is reported when it is.
 zor_add_tool_test(
@@ -71,8 +73,10 @@ set_tests_properties(
   PROPERTIES PASS_REGULAR_EXPRESSION "ScopedEventCallback.*nodiscard")
 
 if(MINGW)
-  zor_add_gnu_header_tests(mingw ${cxx_header} cpp c++17 c++20 TOOL CMAKE_CXX_COMPILER
-                           OPTIONS ${gcc_warnings})
+  foreach(header ${cxx_header} ${session_header})
+    zor_add_gnu_header_tests(mingw ${header} cpp c++17 c++20 TOOL CMAKE_CXX_COMPILER
+                             OPTIONS ${gcc_warnings})
+  endforeach()
   zor_add_tool_test(
     package.header.zor.hpp.behind_windows_h
     TOOLS CMAKE_CXX_COMPILER

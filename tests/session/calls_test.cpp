@@ -75,6 +75,7 @@ TEST_F(SessionCallsTest, ArgumentsAreCopiedBeforeTheCallReturns) {
   SessionInstance instance = MakeInstance();
   machine_.Next(Fate::kHeld);
   const auto first = instance.Start();
+  machine_.WaitForRequests(3);
   std::string name = "gain";
   auto later = instance.Get(name);
   name = "overwritten";

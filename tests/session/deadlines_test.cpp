@@ -34,8 +34,7 @@ class Deadlines : public SessionTest {
 
 TEST_F(Deadlines, ACallThatIsNotAnsweredTimesOut) {
   Open();
-  machine_.Next(Fate::kUnanswered);
-  const std::error_code error = ErrorOf(session_->GetInfo(kSoon));
+  const std::error_code error = ErrorOfLateGetInfo(Fate::kUnanswered);
   EXPECT_EQ(error, SessionError::kTimedOut);
   EXPECT_EQ(error, std::errc::timed_out);
 }
@@ -43,8 +42,7 @@ TEST_F(Deadlines, ACallThatIsNotAnsweredTimesOut) {
 TEST_F(Deadlines, TheLibraryIsLoadedAnewBeforeTheNextCall) {
   Open();
   AnswerWithNumbers();
-  machine_.Next(Fate::kHeld);
-  EXPECT_EQ(ErrorOf(session_->GetInfo(kSoon)), SessionError::kTimedOut);
+  EXPECT_EQ(ErrorOfLateGetInfo(Fate::kHeld), SessionError::kTimedOut);
   machine_.Release();
   EXPECT_EQ(session_->GetInfo().get().info0, 2U);
   EXPECT_EQ(session_->reloads(), 1U);
@@ -57,8 +55,7 @@ TEST_F(Deadlines, WithoutTheReloadTheNextCallWouldGetTheLateReply) {
   Open();
   AnswerWithNumbers();
   machine_.keeps_loaded = true;
-  machine_.Next(Fate::kHeld);
-  EXPECT_EQ(ErrorOf(session_->GetInfo(kSoon)), SessionError::kTimedOut);
+  EXPECT_EQ(ErrorOfLateGetInfo(Fate::kHeld), SessionError::kTimedOut);
   machine_.Release();
   EXPECT_EQ(session_->GetInfo().get().info0, 1U);
 }
@@ -66,8 +63,7 @@ TEST_F(Deadlines, WithoutTheReloadTheNextCallWouldGetTheLateReply) {
 TEST_F(Deadlines, ACancellationThatMeetsNoWaitIsRepeated) {
   Open();
   machine_.cancels_to_miss = 3;
-  machine_.Next(Fate::kUnanswered);
-  EXPECT_EQ(ErrorOf(session_->GetInfo(kSoon)), SessionError::kTimedOut);
+  EXPECT_EQ(ErrorOfLateGetInfo(Fate::kUnanswered), SessionError::kTimedOut);
   EXPECT_EQ(ErrorOf(session_->GetInfo()), std::error_code());
   EXPECT_GE(machine_.cancels, 4);
 }
@@ -75,8 +71,8 @@ TEST_F(Deadlines, ACancellationThatMeetsNoWaitIsRepeated) {
 TEST_F(Deadlines, ACallThatCannotBeEndedHoldsUpNoCaller) {
   Open();
   machine_.cancels_to_miss = 1'000'000;
-  machine_.Next(Fate::kHeld);
-  EXPECT_EQ(ErrorOf(session_->GetInfo(kSoon)), SessionError::kTimedOut);
+  EXPECT_EQ(ErrorOfLateGetInfo(Fate::kHeld), SessionError::kTimedOut);
+  machine_.WaitForRequests(2);
   EXPECT_EQ(ErrorOf(session_->Enumerate(7, kSoon)), SessionError::kNotSent);
   machine_.Release();  // it returns, too late
   EXPECT_EQ(ErrorOf(session_->GetInfo()), std::error_code());
@@ -87,6 +83,7 @@ TEST_F(Deadlines, ACallWhoseTurnDoesNotComeIsNotSent) {
   Open();
   machine_.Next(Fate::kHeld);
   auto first = session_->GetInfo();
+  machine_.WaitForRequests(2);
   const std::error_code error = ErrorOf(session_->Enumerate(7, kSoon));
   EXPECT_EQ(error, SessionError::kNotSent);
   EXPECT_EQ(error, std::errc::timed_out);
@@ -119,8 +116,8 @@ TEST_F(Deadlines, AReplyThatIsNotValidAlsoReloads) {
 TEST_F(Deadlines, AnInstanceLivesThroughAReload) {
   Open();
   SessionInstance instance = MakeInstance(5);
-  machine_.Next(Fate::kUnanswered);
-  EXPECT_EQ(ErrorOf(instance.Start(kSoon)), SessionError::kTimedOut);
+  EXPECT_EQ(ErrorOfLate(Fate::kUnanswered, [&](Limit limit) { return instance.Start(limit); }),
+            SessionError::kTimedOut);
   EXPECT_EQ(ErrorOf(instance.Start()), std::error_code());
   EXPECT_FALSE(instance.IsLost());
 }
@@ -129,8 +126,11 @@ TEST_F(Deadlines, AnInstanceThatWasMadeTooLateIsDestroyed) {
   Open();
   machine_.answer = [](const FakeRequest&) { return FakeReply{.number = 8}; };
   machine_.cancels_to_miss = 1'000'000;
-  machine_.Next(Fate::kHeld);
-  EXPECT_EQ(ErrorOf(session_->Create("general", nullptr, kSoon)), SessionError::kTimedOut);
+  EXPECT_EQ(
+      ErrorOfLate(Fate::kHeld,
+                  [this](Limit limit) { return session_->Create("general", nullptr, limit); }),
+      SessionError::kTimedOut);
+  machine_.WaitForRequests(2);
   machine_.Release();  // the call returns with a success that nobody waits for
   static_cast<void>(session_->GetInfo().get());
   session_.reset();
@@ -140,8 +140,7 @@ TEST_F(Deadlines, AnInstanceThatWasMadeTooLateIsDestroyed) {
 TEST_F(Deadlines, ALibraryThatIsHeldByOthersEndsTheCallsAndSaysWhy) {
   Open();
   machine_.held = true;
-  machine_.Next(Fate::kHeld);
-  EXPECT_EQ(ErrorOf(session_->GetInfo(kSoon)), SessionError::kTimedOut);
+  EXPECT_EQ(ErrorOfLateGetInfo(Fate::kHeld), SessionError::kTimedOut);
   machine_.Release();
   EXPECT_EQ(ErrorOf(session_->GetInfo()), SessionError::kLibraryHeld);
   EXPECT_EQ(ErrorOf(session_->Create("general")), SessionError::kLibraryHeld);
@@ -153,8 +152,7 @@ TEST_F(Deadlines, ALibraryThatIsHeldByOthersEndsTheCallsAndSaysWhy) {
 TEST_F(Deadlines, ALibraryThatCannotBeLoadedAgainIsTriedAtEachCall) {
   Open();
   machine_.RefuseToLoad("there is no such file");
-  machine_.Next(Fate::kUnanswered);
-  EXPECT_EQ(ErrorOf(session_->GetInfo(kSoon)), SessionError::kTimedOut);
+  EXPECT_EQ(ErrorOfLateGetInfo(Fate::kUnanswered), SessionError::kTimedOut);
   try {
     static_cast<void>(session_->GetInfo().get());
     FAIL() << "nothing was thrown";
@@ -179,8 +177,9 @@ class AlgorithmIds : public Deadlines {
   void Reload() {
     const auto before = session_->reloads();
     static_cast<void>(machine_.TakeRequests());
-    machine_.Next(Fate::kUnanswered);
-    EXPECT_EQ(ErrorOf(session_->Enumerate(7, kSoon)), SessionError::kTimedOut);
+    EXPECT_EQ(ErrorOfLate(Fate::kUnanswered,
+                          [this](Limit limit) { return session_->Enumerate(7, limit); }),
+              SessionError::kTimedOut);
     WaitForReloads(before + 1);
   }
 

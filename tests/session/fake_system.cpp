@@ -11,6 +11,21 @@ namespace zor::testing {
 
 FakeMachine* FakeMachine::self_ = nullptr;
 
+bool PatientLock::TryLock() {
+  std::unique_lock lock(mutex_);
+  if (!freed_.wait_for(lock, kPatience, [this] { return !taken_; })) return false;
+  taken_ = true;
+  return true;
+}
+
+void PatientLock::Unlock() {
+  {
+    const std::lock_guard lock(mutex_);
+    taken_ = false;
+  }
+  freed_.notify_one();
+}
+
 FakeMachine::FakeMachine() {
   self_ = this;
   answer = [](const FakeRequest&) { return FakeReply{}; };
@@ -100,24 +115,21 @@ std::optional<ServerIdentity> FakeMachine::WatchServer() {
 // --- the library
 
 bool FakeMachine::Notify(ZorEvent event) {
-  const std::lock_guard delivery(delivery_);
+  if (!delivery_.TryLock()) return false;
   ZorEventCallback callback = nullptr;
   {
     const std::lock_guard lock(mutex_);
     callback = callback_;
   }
-  if (callback == nullptr) return false;
-  callback(&event);
-  return true;
+  if (callback != nullptr) callback(&event);
+  delivery_.Unlock();
+  return callback != nullptr;
 }
 
 bool FakeMachine::TryLoaderLock() {
-  if (!loader_.try_lock_for(kPatience)) {
-    deadlocked = true;
-    return false;
-  }
-  loader_.unlock();
-  return true;
+  const bool free = loader_.TryLock();
+  if (free) loader_.Unlock();
+  return free;
 }
 
 void FakeMachine::RefuseToLoad(std::string why) {
@@ -134,13 +146,14 @@ std::string FakeMachine::Load(SessionCalls& calls) {
 }
 
 bool FakeMachine::Unload() {
-  const std::lock_guard loader(loader_);
   // Waits for a callback that runs.
-  const bool waited = delivery_.try_lock_for(kPatience);
-  if (waited) {
-    delivery_.unlock();
-  } else {
-    deadlocked = true;
+  if (loader_.TryLock()) {
+    if (delivery_.TryLock()) {
+      delivery_.Unlock();
+    } else {
+      deadlocked = true;
+    }
+    loader_.Unlock();
   }
   const std::lock_guard lock(mutex_);
   if (keeps_loaded) return true;

@@ -47,6 +47,20 @@ enum class Fate {
   kLastOfItsServer  ///< answered; then the server ends, and another one begins
 };
 
+/// A lock that can be waited for with patience. (Not a std::timed_mutex: TSan does not know its
+/// locking.)
+class PatientLock {
+ public:
+  /// False when it is not to be had.
+  [[nodiscard]] bool TryLock();
+  void Unlock();
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable freed_;
+  bool taken_ = false;
+};
+
 /// The machine that a FakeSystem is on: the library's file, its connection, and the server. One at
 /// a time.
 class FakeMachine {
@@ -135,8 +149,8 @@ class FakeMachine {
   bool waiting_ = false;
   bool cancelled_ = false;
   ZorEventCallback callback_ = nullptr;
-  std::timed_mutex loader_;
-  std::timed_mutex delivery_;
+  PatientLock loader_;
+  PatientLock delivery_;
   std::vector<std::string> names_;
   std::vector<char*> items_;
 };

@@ -74,6 +74,18 @@ std::error_code ErrorOf(std::future<T> future) {
   }
 }
 
+/// Asks for a call with a limit that passes while the call is made, and returns its error. On a
+/// machine that is busy the limit may pass before: then nothing was sent, and a longer one is
+/// tried.
+template <typename Prepare, typename Ask>
+std::error_code ErrorOfLateCall(Prepare prepare, Ask ask) {
+  for (std::chrono::milliseconds limit(5);; limit *= 4) {
+    prepare();
+    const std::error_code error = ErrorOf(ask(limit));
+    if (error != SessionError::kNotSent) return error;
+  }
+}
+
 /// A machine, and a session on it that looks for the server only when it is asked to: what is sent
 /// is then what the test asks for.
 class SessionTest : public ::testing::Test {
@@ -93,6 +105,20 @@ class SessionTest : public ::testing::Test {
     EXPECT_TRUE(session_->WaitForServer(kPatience));
     static_cast<void>(machine_.TakeRequests());
     return *session_;
+  }
+
+  /// The error of a call that meets this fate, and is not answered before its deadline.
+  template <typename Ask>
+  std::error_code ErrorOfLate(Fate fate, Ask ask) {
+    return ErrorOfLateCall(
+        [&] {
+          machine_.AnswerFromNowOn();
+          machine_.Next(fate);
+        },
+        ask);
+  }
+  std::error_code ErrorOfLateGetInfo(Fate fate) {
+    return ErrorOfLate(fate, [this](Limit limit) { return session_->GetInfo(limit); });
   }
 
   [[nodiscard]] SessionInstance MakeInstance(std::uint32_t handle = 5) {

@@ -173,8 +173,9 @@ TEST(SessionOnPipes, RefusesToGoOnWhenSomebodyElseHoldsTheLibrary) {
   const LoadedLibrary other;
   Session session(Patient());
   SessionInstance instance = session.Create("general").get();
-  server.Expect(1, Phase::kBeforeReplying, 0);
-  EXPECT_EQ(ErrorOf(instance.Set("number", 1, 5ms)), SessionError::kTimedOut);
+  EXPECT_EQ(ErrorOfLateCall([&] { server.Expect(1, Phase::kBeforeReplying, 0); },
+                            [&](Limit limit) { return instance.Set("number", 1, limit); }),
+            SessionError::kTimedOut);
   server.Release();
   EXPECT_EQ(ErrorOf(instance.Set("number", 2)), SessionError::kLibraryHeld);
 }
