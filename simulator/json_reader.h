@@ -58,7 +58,7 @@ class JsonObject {
  public:
   explicit JsonObject(const JsonNode& node);
 
-  /// False when it is no object, about which it has complained.
+  /// False if the value is not an object. An error has then been reported.
   [[nodiscard]] bool ok() const { return ok_; }
   [[nodiscard]] const JsonNode& node() const { return node_; }
 

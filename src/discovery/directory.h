@@ -6,7 +6,7 @@
 
 namespace zor {
 
-/// The full paths of the entries of whatever kind, in the file system's order. Throws
+/// The full paths of the entries, files and folders alike, in the file system's order. Throws
 /// std::filesystem::filesystem_error, which names the operation that failed.
 [[nodiscard]] std::vector<std::wstring> ListDirectory(const std::wstring& directory);
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 // IWYU pragma: no_include <memory>
-// A vector of pointers is no use of it.
+// Only pointers to it are stored; <memory> is not needed.
 
 #include "discovery/text.h"
 

@@ -6,7 +6,8 @@
 namespace zor::platform {
 
 /// An open listing, which stands at an entry or at the end. Made by OpenListing, released by
-/// CloseListing. Entries come in the file system's order, of whatever kind, without "." and "..".
+/// CloseListing. Entries come in the file system's order, files and folders alike, without "." and
+/// "..".
 struct Listing;
 
 struct OpenListingResult {

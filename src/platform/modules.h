@@ -33,7 +33,8 @@ using EntryPoint = void (*)();
 /// Null when the library exports nothing under this name.
 [[nodiscard]] EntryPoint FindEntryPoint(Module* module, const char* name) noexcept;
 
-/// Gives one reference back; of null, too, which fails. The result is not reported.
+/// Releases one reference. Passing null is allowed and releases nothing. The result is not
+/// reported.
 void ReleaseModule(Module* module) noexcept;
 
 }  // namespace zor::platform

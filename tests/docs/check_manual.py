@@ -16,6 +16,8 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "docs" / "m
 import markdown
 
 PRODUCT = "src"
+# A manual page in the form of Unix, whose sections have the usual names.
+WITHOUT_CONTENTS = {"docs/zorctl.md"}
 
 
 def pages_of(root):
@@ -49,6 +51,22 @@ def check_anchors(root):
                 headings = markdown.headings_of(page(root, file))
                 if anchor not in [markdown.slug(heading) for _, heading in headings]:
                     yield f"{path}: {file} has no heading for #{anchor}"
+
+
+LONG_PAGE = 90  # lines, about two screens
+
+
+def check_contents(root):
+    """Every long page begins with a table of its sections: links to all headings of the second level."""
+    for path, text in pages_of(root):
+        wanted = [markdown.slug(heading) for level, heading in markdown.headings_of(text) if level == 2]
+        if len(text.splitlines()) <= LONG_PAGE or path in WITHOUT_CONTENTS:
+            continue
+        table = re.search(r"^On this page: .*?\n\n", text, re.MULTILINE | re.DOTALL)
+        links = [target for _, target in markdown.links_of(table[0])] if table else []
+        for slug in wanted:
+            if f"#{slug}" not in links:
+                yield f"{path}: its contents lack #{slug}"
 
 
 def check_order(root):

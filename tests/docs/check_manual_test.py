@@ -125,7 +125,7 @@ class CheckManual(unittest.TestCase):
         self.assertIn(problem, problems[0])
 
     def test_accepts_the_good_tree(self):
-        self.assertEqual(len(check_manual.CHECKS), 9)
+        self.assertEqual(len(check_manual.CHECKS), 10)
         for name in check_manual.CHECKS:
             with self.subTest(name=name):
                 self.assertEqual(self.check(name, {}), [])
@@ -137,6 +137,14 @@ class CheckManual(unittest.TestCase):
     def test_anchors(self):
         self.expect_problem("anchors", "README.md", "#use-it", "#use", "#use")
         self.expect_problem("anchors", "docs/lifetimes.md", "## Record by record", "## Records", "#record-by-record")
+
+    def test_contents(self):
+        long = "# Long\n\nOn this page: [a](#one) ·\n[b](#two)\n\n## One\n\n## Two\n" + "\n" * 90
+        self.assertEqual(self.check("contents", {"docs/long.md": long}), [])
+        for old in ("[b](#two)", "On this page:"):
+            self.assertIn("docs/long.md: its contents lack #two",
+                          self.check("contents", {"docs/long.md": long.replace(old, "")}))
+        self.assertEqual(self.check("contents", {"docs/long.md": "# Short\n\n## One\n"}), [])
 
     def test_order(self):
         self.assertEqual(self.check("order", {"docs/new.md": "# New"}),

@@ -18,7 +18,7 @@ using testing::RemoteCalls;
 
 class Allocations : public CallTest, public ::testing::WithParamInterface<RemoteCall> {};
 
-TEST_P(Allocations, OfACallAreItsBuildersOnlyBesidesABlocksCopyAndWhatItHandsOut) {
+TEST_P(Allocations, ACallAllocatesOnlyItsRequestAndOutputs) {
   AnswerWith(GetParam().reply());
   OwnedOutputs outputs;
   ASSERT_EQ(GetParam().call(LinkedExports(), outputs.records()),
@@ -34,7 +34,7 @@ TEST_P(Allocations, OfACallAreItsBuildersOnlyBesidesABlocksCopyAndWhatItHandsOut
             GetParam().handed_out);
 }
 
-TEST_P(Allocations, OfWhichOneFailsThrowsBadAllocWritesNothingAndLeavesTheNextCallWell) {
+TEST_P(Allocations, AFailedOneThrowsAndLeavesTheNextCallWell) {
   AnswerWith(GetParam().reply());
   OwnedOutputs connecting;
   ASSERT_EQ(GetParam().call(LinkedExports(), connecting.records()), ZOR_SUCCESS);
