@@ -29,7 +29,7 @@ std::string_view Chosen() {
 }
 
 void Install(HMODULE module, Caller caller) {
-  ForEachBreak([&](const Break& one) {
+  const auto install = [&](const Break& one) {
     if (one.check != Chosen() || one.caller != caller) return;
     void** slot = zor::testing::FindImport(module, one.function);
     if (slot == nullptr) {
@@ -38,7 +38,9 @@ void Install(HMODULE module, Caller caller) {
       ExitProcess(1);
     }
     zor::testing::SetImport(slot, one.replacement);
-  });
+  };
+  ForEachBreak(install);
+  for (const Break& one : DeadEnds()) install(one);
 }
 
 // --- the loader's notifications, which no header declares

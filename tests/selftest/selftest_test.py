@@ -146,6 +146,17 @@ class OnABrokenSystem(Kit):
         status, report, text = self.run_kit(BROKEN, "--only", "pipes")
         self.assertEqual((status, report["bad"]), (0, 0), text)
 
+    def test_a_check_that_does_not_end_does_not_stop_the_others(self):
+        for dead_end, verdict, told in (("hang", "hung", "no end within 5 seconds"),
+                                        ("crash", "crashed", "the process ended with C0000005")):
+            status, report, text = self.run_kit(
+                BROKEN, "--only", "pipes.absent", "--only", "runtime.free-null", "--limit", "5",
+                environment={"ZOR_SELFTEST_BREAK": dead_end})
+            self.assertEqual(status, 1, text)
+            first, second = report["checks"]
+            self.assertEqual((first["verdict"], first["seen"]), (verdict, told))
+            self.assertEqual(second["verdict"], "as expected")
+
     def test_each_check_sees_its_break(self):
         for check in self.listed():
             name = check["name"]

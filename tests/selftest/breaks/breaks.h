@@ -50,4 +50,7 @@ template <typename Function>
 /// Of the library's checks, and of the times'.
 [[nodiscard]] std::span<const Break> LibraryBreaks();
 
+/// "hang" and "crash" in the place of a check's name: what opens a pipe does not come to its end.
+[[nodiscard]] std::span<const Break> DeadEnds();
+
 }  // namespace zor::selftest::broken

@@ -165,6 +165,25 @@ BOOL WINAPI TokenOfALowLevel(HANDLE /*token*/, TOKEN_INFORMATION_CLASS /*what*/,
   return TRUE;
 }
 
+HANDLE WINAPI OpenHangs(const wchar_t* /*name*/, DWORD /*access*/, DWORD /*share*/,
+                        SECURITY_ATTRIBUTES* /*security*/, DWORD /*how*/, DWORD /*flags*/,
+                        HANDLE /*like*/) {
+  Sleep(INFINITE);
+  return INVALID_HANDLE_VALUE;
+}
+
+HANDLE WINAPI OpenCrashes(const wchar_t* /*name*/, DWORD /*access*/, DWORD /*share*/,
+                          SECURITY_ATTRIBUTES* /*security*/, DWORD /*how*/, DWORD /*flags*/,
+                          HANDLE /*like*/) {
+  RaiseException(STATUS_ACCESS_VIOLATION, EXCEPTION_NONCONTINUABLE, 0, nullptr);
+  return INVALID_HANDLE_VALUE;
+}
+
+const std::array kDeadEnds = {
+    Make("hang", "CreateFileW", OpenHangs),
+    Make("crash", "CreateFileW", OpenCrashes),
+};
+
 const std::array kBreaks = {
     Make("pipes.one-message", "ReadFile", ReadMany),
     Make("pipes.message-mode", "SetNamedPipeHandleState", KeepMode),
@@ -195,5 +214,7 @@ const std::array kBreaks = {
 }  // namespace
 
 std::span<const Break> PipeBreaks() { return kBreaks; }
+
+std::span<const Break> DeadEnds() { return kDeadEnds; }
 
 }  // namespace zor::selftest::broken

@@ -132,22 +132,20 @@ std::string BeginNeedsLock(Notes& /*notes*/) {
 
 std::string PoolState(Notes& /*notes*/) {
   std::string seen;
-  {
-    const PoolOfOne pool([&] {
-      HANDLE opened = nullptr;
-      const BOOL ok = OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, &opened);
-      const DWORD error = GetLastError();
-      const UniqueHandle token(opened);
-      GROUP_AFFINITY affinity{};
-      const BOOL told = GetThreadGroupAffinity(GetCurrentThread(), &affinity);
-      seen = Text("token: ", ok != FALSE ? "one" : Text("error ", error), "; priority ",
-                  GetThreadPriority(GetCurrentThread()), "; affinity ",
-                  told != FALSE && affinity.Mask != 0 ? "told" : "unknown");
-    });
-    const Event later;
-    while (!later.IsSetWithin(20) && seen.empty()) {
-    }
-  }
+  const Event looked;
+  const PoolOfOne pool([&] {
+    HANDLE opened = nullptr;
+    const BOOL ok = OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, &opened);
+    const DWORD error = GetLastError();
+    const UniqueHandle token(opened);
+    GROUP_AFFINITY affinity{};
+    const BOOL told = GetThreadGroupAffinity(GetCurrentThread(), &affinity);
+    seen = Text("token: ", ok != FALSE ? "one" : Text("error ", error), "; priority ",
+                GetThreadPriority(GetCurrentThread()), "; affinity ",
+                told != FALSE && affinity.Mask != 0 ? "told" : "unknown");
+    looked.Set();
+  });
+  looked.Await("the work item");
   return seen;
 }
 
