@@ -42,6 +42,9 @@
 #include "zor_interface.h"
 #include "zor_result.h"
 
+/* NOLINTBEGIN(modernize-use-nullptr,readability-implicit-bool-conversion): the code is C, too. */
+/* NOLINTBEGIN(cppcoreguidelines-init-variables) */
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -383,5 +386,8 @@ ZOR_INLINE ZorResult zor_enum(const ZorLibrary* library, uint32_t selector, ZorN
 #ifdef __cplusplus
 }
 #endif
+
+/* NOLINTEND(cppcoreguidelines-init-variables) */
+/* NOLINTEND(modernize-use-nullptr,readability-implicit-bool-conversion) */
 
 #endif
