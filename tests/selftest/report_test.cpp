@@ -88,6 +88,7 @@ TEST(Report, ThePageShowsWhatWasSeenAsText) {
   EXPECT_THAT(page, HasSubstr("1 of 1 checks are not as expected"));
   EXPECT_THAT(page, HasSubstr("id=\"pipes.other\""));
   EXPECT_THAT(page, Not(HasSubstr("<error>")));
+  EXPECT_THAT(AsHtml(RunOf(kOther, "error 1")), HasSubstr("all 1 checks are good"));
 }
 
 }  // namespace

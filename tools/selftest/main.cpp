@@ -125,7 +125,7 @@ int RunAll(const Options& options) {
   }
   run.about.emplace_back("seconds", std::to_string(static_cast<int>(watch.Microseconds() / 1e6)));
 
-  Say(stdout, Text("\n", CountOf(run, true), " as expected, ", CountOf(run, false), " not\n"));
+  Say(stdout, Text("\n", CountOf(run, true), " good, ", CountOf(run, false), " bad\n"));
   if (!WriteReports(run, options.folder)) return kRefused;
   return CountOf(run, false) == 0 ? kGood : kBad;
 }

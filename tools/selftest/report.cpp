@@ -138,7 +138,7 @@ std::string AsHtml(const Run& run) {
       "<!doctype html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">"
       "<title>zor-selftest</title><style>",
       kStyle, "</style></head><body>\n<h1>zor-selftest: ",
-      bad == 0 ? std::string("all is as expected")
+      bad == 0 ? Text("all ", run.results.size(), " checks are good")
                : Text(bad, " of ", run.results.size(), " checks are not as expected"),
       "</h1>\n<table>\n");
   for (const auto& [word, value] : run.about) {
