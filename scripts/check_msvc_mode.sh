@@ -43,7 +43,7 @@ gnu_only() {
   return 0
 }
 
-gnu_only "$@" || fail "only GNU's compilers know the words above"
+gnu_only "$@" || fail "only GNU's compilers understand the words above"
 if [ $# -gt 0 ]; then printf '%s\n' "$@"; else product_sources; fi |
   xargs -P 2 -I{} "${check[@]}" "${product[@]}" /TP {}
 [ $# -eq 0 ] || exit 0

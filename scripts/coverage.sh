@@ -73,5 +73,5 @@ case "${1:-both}" in
     native
     wine_half
     ;;
-  *) fail "coverage: there are native and wine, not $1" ;;
+  *) fail "coverage: the argument is native or wine, not $1" ;;
 esac

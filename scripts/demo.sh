@@ -24,7 +24,7 @@ status=0
 wine $bin/zorctl.exe log -- $bin/session.exe </dev/null || status=$?
 
 if [ "$status" -eq 0 ]; then
-  say "Joining the server's algorithms with those of a driver package that is made for the moment"
+  say "Listing the algorithms with a driver package that is made for this demo"
   wine $bin/zorctl.exe log -- $bin/algorithms_demo.exe </dev/null || status=$?
 fi
 

@@ -6,15 +6,16 @@ cd "$(dirname "$0")/.."
 
 usage() {
   cat <<'TEXT'
-usage: scripts/fuzz.sh                every target: its corpus and a short run, as a test
-       scripts/fuzz.sh TARGET [RUNS [SECONDS]]
-                                      one target, 1000000 runs unless given, at most so many seconds;
-                                      in as many processes as JOBS says, or as there are processors
-       scripts/fuzz.sh --merge        take what was found into fuzz/corpus, as few inputs as cover it
+usage: ./dev fuzz                run every target, with its corpus and for a short time, as a test
+       ./dev fuzz TARGET [RUNS [SECONDS]]
+                                 run one target, by default 1000000 times; SECONDS limits the time.
+                                 The environment variable JOBS sets the number of processes; the
+                                 default is the number of processors
+       ./dev fuzz --merge        add new inputs to fuzz/corpus, as few as have the same coverage
 
-Targets are the folders of fuzz/corpus. What is found gathers in build/fuzz/found; an input that
-fails is written there too, with the word "crash", "timeout" or "oom" in its name:
-run build/fuzz/bin/fuzz_TARGET FILE to see it fail again.
+Targets are the folders of fuzz/corpus. New inputs are stored in build/fuzz/found. So are inputs that
+fail, with the word "crash", "timeout" or "oom" in their name: run build/fuzz/bin/fuzz_TARGET FILE to
+see one fail again.
 TEXT
 }
 
@@ -50,7 +51,7 @@ merge() {
     rm -f "$found/$target.merged"/*
     "build/fuzz/bin/fuzz_$target" -set_cover_merge=1 -use_counters=0 "$found/$target.merged" \
       "fuzz/corpus/$target" "$found/$target" 2>"$found/$target.merge.log" ||
-      fail "the inputs of $target do not all pass, see $found/$target.merge.log"
+      fail "not all inputs of $target pass, see $found/$target.merge.log"
     rm -f "fuzz/corpus/$target"/*
     cp "$found/$target.merged"/* "fuzz/corpus/$target/"
     printf '%-14s %4d inputs\n' "$target" "$(find "fuzz/corpus/$target" -type f | wc -l)"

@@ -104,11 +104,11 @@ library | portable | tidy build/native
 library | windows_only | tidy build/windows-lint
 
 if [ "${1:-}" = --quick ]; then
-  say "Nothing to object to, so far: clang-tidy has not seen the programs"
+  say "No problems so far; clang-tidy has not checked the programs"
   exit
 fi
 
 say "C++ code of the programs: clang-tidy"
 programs | portable | tidy build/native
 programs | windows_only | tidy build/windows-lint
-say "Nothing to object to"
+say "No problems"

@@ -63,7 +63,7 @@ case "${1:-}" in
   --all) quick && rest ;;
   --rest)
     for name in asan.quick windows.quick; do
-      [ -s "build/$name.junit.xml" ] || fail "run it without an option first"
+      [ -s "build/$name.junit.xml" ] || fail "run ./dev test without an option first"
       reports+=("$name=$PWD/build/$name.junit.xml")
     done
     rest
