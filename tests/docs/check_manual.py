@@ -16,8 +16,6 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "docs" / "m
 import markdown
 
 PRODUCT = "src"
-# A manual page in the form of Unix, whose sections have the usual names.
-WITHOUT_CONTENTS = {"docs/zorctl.md"}
 
 
 def pages_of(root):
@@ -60,7 +58,7 @@ def check_contents(root):
     """Every long page begins with a table of its sections: links to all headings of the second level."""
     for path, text in pages_of(root):
         wanted = [markdown.slug(heading) for level, heading in markdown.headings_of(text) if level == 2]
-        if len(text.splitlines()) <= LONG_PAGE or path in WITHOUT_CONTENTS:
+        if len(text.splitlines()) <= LONG_PAGE:
             continue
         table = re.search(r"^On this page: .*?\n\n", text, re.MULTILINE | re.DOTALL)
         links = [target for _, target in markdown.links_of(table[0])] if table else []
