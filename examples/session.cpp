@@ -1,4 +1,6 @@
 // The session of session.c, in C++.
+#include <objbase.h>
+
 #include <array>
 #include <chrono>
 #include <cstdint>
@@ -36,6 +38,20 @@ void Show(const zor::Blob& blob) {
   for (const std::uint8_t byte : blob) line << ' ' << std::setw(2) << unsigned{byte};
   Print(line.str());
 }
+
+/// COM on this thread. The list of algorithms needs it: without it no driver is found.
+class Com {
+ public:
+  Com() : initialized_(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {}
+  Com(const Com&) = delete;
+  Com& operator=(const Com&) = delete;
+  ~Com() {
+    if (initialized_) CoUninitialize();
+  }
+
+ private:
+  bool initialized_;
+};
 
 /// The first algorithm that is present on this machine; null when there is none.
 const char* FirstPresent(const zor::NameList& algorithms) {
@@ -80,6 +96,7 @@ bool RunSession() {
   Print("server " + std::to_string(info.info0) + '.' + std::to_string(info.info1) + '.' +
         std::to_string(info.info2) + '.' + std::to_string(info.info3));
 
+  const Com com;
   const zor::NameList algorithms = client.Enumerate(zor::kAlgorithms);
   for (const auto& name : algorithms) Print("  " + name.value_or("(not present)"));
   const char* algorithm = FirstPresent(algorithms);

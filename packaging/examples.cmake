@@ -10,8 +10,14 @@ add_executable(session_cpp session.cpp)
 target_compile_features(session PRIVATE c_std_99)
 target_compile_features(session_cpp PRIVATE cxx_std_17)
 
-foreach(example session session_cpp)
-  target_link_libraries(${example} PRIVATE ZorInterface::ZorInterface)
+# These load the library themselves; linked all the same, for the headers and the copy beside them.
+add_executable(survive survive.c)
+add_executable(survive_cpp survive.cpp)
+target_compile_features(survive PRIVATE c_std_99)
+target_compile_features(survive_cpp PRIVATE cxx_std_17)
+
+foreach(example session session_cpp survive survive_cpp)
+  target_link_libraries(${example} PRIVATE ZorInterface::ZorInterface ole32)
   if(MINGW)
     # The compiler's own runtime libraries go into the program.
     target_link_options(${example} PRIVATE -static)

@@ -32,6 +32,8 @@ FILES = {
     "examples/no_sdk.c",
     "examples/session.c",
     "examples/session.cpp",
+    "examples/survive.c",
+    "examples/survive.cpp",
     "include/zor.hpp",
     "include/zor_interface.h",
     "include/zor_loader.h",

@@ -14,11 +14,11 @@
 
 #include "interface/zor_session.hpp"
 #include "tests/faults/tally.h"
-#include "tests/integration/support/child_process.h"
 #include "tests/integration/support/loaded_library.h"
 #include "tests/integration/support/pipe_server.h"
 #include "tests/kit/messages.h"
 #include "tests/kit/patience.h"
+#include "tests/session/server_process.h"
 #include "tests/session/session_test.h"
 
 namespace zor::testing {
@@ -182,42 +182,6 @@ TEST(SessionOnPipes, RefusesToGoOnWhenSomebodyElseHoldsTheLibrary) {
 
 // --- servers that end and begin again
 
-/// A zorsim whose pipes are there when the constructor returns.
-class Server {
- public:
-  explicit Server(const std::wstring& options = L"")
-      : child_(L"zorsim.exe", L"--quiet --ready-event " + Name() + L" " + options) {
-    EXPECT_TRUE(ready_.WaitMs(kPatienceMs));
-  }
-
-  [[nodiscard]] std::uint32_t process() const { return child_.id(); }
-  void Kill() { child_.Kill(); }
-  void Stop() {
-    ChildProcess stop(L"zorsim.exe", L"--quiet --stop");
-    EXPECT_EQ(stop.Wait(), 0U);
-    EXPECT_EQ(child_.Wait(), 0U);
-  }
-
- private:
-  static std::wstring Name() { return L"zor-session-" + std::to_wstring(GetCurrentProcessId()); }
-
-  class Ready {
-   public:
-    Ready() : handle_(Require(CreateEventW(nullptr, TRUE, FALSE, Name().c_str()), "CreateEvent")) {
-      ResetEvent(handle_.get());
-    }
-    [[nodiscard]] bool WaitMs(DWORD milliseconds) const {
-      return WaitForSingleObject(handle_.get(), milliseconds) == WAIT_OBJECT_0;
-    }
-
-   private:
-    UniqueHandle handle_;
-  };
-
-  Ready ready_;
-  ChildProcess child_;
-};
-
 /// What a session has told of servers.
 class ServerLog {
  public:
@@ -247,7 +211,7 @@ void ExpectEachToldOnce(End end, std::size_t count) {
   {
     Session session(Watching(log));
     for (std::size_t i = 0; i < count; ++i) {
-      Server server;
+      ServerProcess server;
       processes.push_back(server.process());
       log.WaitFor(2 * i + 1);
       if (random() % 2 == 0) {
@@ -287,7 +251,7 @@ TEST(SessionOnPipes, TellsEachKillOnceAndInOrder) {
 
 TEST(SessionOnPipes, DoesNotDestroyTheInstanceThatHasALostOnesHandle) {
   ServerLog log;
-  std::optional<Server> server(L"--first-handle 7");
+  std::optional<ServerProcess> server(L"--first-handle 7");
   Session session(Watching(log));
   SessionInstance lost = session.Create("general").get();
   server->Kill();
@@ -304,7 +268,7 @@ TEST(SessionOnPipes, DoesNotDestroyTheInstanceThatHasALostOnesHandle) {
 
 TEST(SessionOnPipes, MakesEveryCall) {
   ServerLog log;
-  const Server server;
+  const ServerProcess server;
   Session session(Watching(log));
   ASSERT_TRUE(session.WaitForServer(kPatience));
   static_cast<void>(session.GetInfo().get());
