@@ -372,13 +372,13 @@ class Session {
           const auto core = weak.lock();
           std::error_code error = core->FindServer();
           if (error) return error;
-          const std::uint64_t generation = core->generation();
+          const std::uint64_t its_server = core->generation();
           const ZorTextParam param = {name.c_str(), value.c_str()};
           std::uint32_t handle = 0;
           error = core->Take(core->calls().Create(&handle, &param));
           if (error) return error;
-          if (!core->StillServes(generation)) return SessionError::kInstanceLost;
-          instance = SessionInstance(core, handle, generation);
+          if (!core->StillServes(its_server)) return SessionError::kInstanceLost;
+          instance = SessionInstance(core, handle, its_server);
           return {};
         });
   }
