@@ -129,7 +129,9 @@ class InThePages(Kit):
             with self.subTest(check["name"]):
                 text = page.words((OPTIONS.source / check["page"]).read_text("utf-8"))
                 self.assertGreater(len(check["sentence"]), 10)
-                self.assertIn(page.words(check["sentence"]), text)
+                self.assertTrue(page.words(check["sentence"]) in text,
+                                f"{check['page']} no longer says: {check['sentence']}\n"
+                                f"look at {check['name']} in tools/selftest/checks/")
 
     def test_the_table_is_that_of_the_kit(self):
         text = (OPTIONS.source / "docs/windows.md").read_text("utf-8")

@@ -1,6 +1,7 @@
 // The library on this system, with the kit's own server.
 #include <windows.h>
 
+#include <malloc.h>
 #include <objbase.h>
 
 #include <algorithm>
