@@ -78,6 +78,7 @@ std::string Block(Notes& /*notes*/) {
   ZorBlob got{};
   const ZorResult result = library->ZorIntfGetSerialized(1, &wanted, &got);
   if (result != ZOR_SUCCESS || got.name == nullptr) return Text("result ", result);
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the runtime gives it as a number
   const auto heap = reinterpret_cast<HANDLE>(_get_heap_handle());
   const bool is_ours = HeapValidate(heap, 0, got.name) != FALSE;
   if (is_ours) std::free(got.name);  // NOLINT: the application's, by the contract
