@@ -30,21 +30,43 @@ const char* StateName(State state) {
   return "unknown";
 }
 
+InstanceModel::InstanceModel(const Scenario& scenario)
+    : scenario_(scenario), next_handle_(scenario.first_handle == 0 ? 1 : scenario.first_handle) {
+  for (const ExistingInstance& existing : scenario.instances) {
+    Instance& instance = instances_.emplace(existing.handle, NewInstance(0)).first->second;
+    instance.state = static_cast<State>(existing.status);
+    if (instance.state == State::kStarted) ++running_;
+    for (std::size_t i = 0; i < scenario.parameters.size(); ++i) {
+      const auto found = existing.parameters.find(scenario.parameters[i].name);
+      if (found != existing.parameters.end()) instance.parameters[i] = found->second;
+    }
+  }
+}
+
+InstanceModel::Instance InstanceModel::NewInstance(std::size_t algorithm) const {
+  Instance instance;
+  instance.algorithm = algorithm;
+  for (const Parameter& parameter : scenario_.parameters) {
+    instance.parameters.push_back(parameter.initial);
+  }
+  for (const Blob& blob : scenario_.blobs) instance.blobs[blob.name] = blob.data;
+  return instance;
+}
+
+std::uint32_t InstanceModel::TakeHandle() {
+  while (instances_.contains(next_handle_)) ++next_handle_;
+  return next_handle_++;
+}
+
 Result InstanceModel::Create(std::string_view algorithm, std::uint32_t& handle) {
   const auto& algorithms = scenario_.algorithms();
   const auto found = std::find(algorithms.begin(), algorithms.end(), algorithm);
   if (found == algorithms.end()) return Result::kUnknownAlgorithm;
   if (instances_.size() >= scenario_.limits.instances) return Result::kTooManyInstances;
 
-  Instance instance;
-  instance.algorithm = static_cast<std::size_t>(found - algorithms.begin());
-  for (const Parameter& parameter : scenario_.parameters) {
-    instance.parameters.push_back(parameter.initial);
-  }
-  for (const Blob& blob : scenario_.blobs) instance.blobs[blob.name] = blob.data;
-
-  handle = next_handle_++;
-  Instance& added = instances_.emplace(handle, std::move(instance)).first->second;
+  handle = TakeHandle();
+  const auto id = static_cast<std::size_t>(found - algorithms.begin());
+  Instance& added = instances_.emplace(handle, NewInstance(id)).first->second;
   raised_.push_back(Value(NotificationType::kCreated, handle));
   Enter(handle, added, State::kCreated);
   return Result::kSuccess;

@@ -23,9 +23,8 @@ enum class State : std::uint8_t { kCreated = 1, kConfigured = 2, kStarted = 3, k
 /// Not safe for use by several threads at once.
 class InstanceModel {
  public:
-  /// `scenario` must outlive the model.
-  explicit InstanceModel(const Scenario& scenario)
-      : scenario_(scenario), next_handle_(scenario.first_handle == 0 ? 1 : scenario.first_handle) {}
+  /// With the scenario's own instances. `scenario` must outlive the model.
+  explicit InstanceModel(const Scenario& scenario);
 
   [[nodiscard]] Result Create(std::string_view algorithm, std::uint32_t& handle);
   [[nodiscard]] Result Configure(std::uint32_t handle);
@@ -57,6 +56,9 @@ class InstanceModel {
     std::map<std::string, Bytes, std::less<>> blobs = {};
   };
 
+  [[nodiscard]] Instance NewInstance(std::size_t algorithm) const;
+  /// Of those that no instance has.
+  [[nodiscard]] std::uint32_t TakeHandle();
   [[nodiscard]] Instance* Find(std::uint32_t handle);
   [[nodiscard]] const Instance* Find(std::uint32_t handle) const;
   void Enter(std::uint32_t handle, Instance& instance, State state);

@@ -40,6 +40,14 @@ struct Blob {
   Bytes data = {};
 };
 
+/// An instance that is there from the start, as if a client had made it.
+struct ExistingInstance {
+  std::uint32_t handle = 0;
+  std::uint8_t status =
+      1;  ///< any: one that is no state of this server's lasts until a call fits it
+  std::map<std::string, float> parameters = {};  ///< those that differ from the defaults
+};
+
 struct Limits {
   std::uint32_t instances = 64;
   std::uint32_t blobs_per_instance = 64;
@@ -146,6 +154,8 @@ struct Scenario {
   std::map<std::uint8_t, std::vector<std::string>> lists = {};
   std::vector<Parameter> parameters = {};
   std::vector<Blob> blobs = {};
+  std::vector<ExistingInstance> instances = {};
+  std::vector<std::string> installed = {};  ///< for people: what the machine had, of which this is
   Limits limits = {};
   std::uint32_t first_handle = 0;  ///< 0: the program chooses another one in each run
   bool echo_set = true;            ///< whether the reply to a set carries the parameter

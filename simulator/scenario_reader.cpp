@@ -134,6 +134,45 @@ void ReadBlobs(const JsonNode& node, Scenario& scenario) {
   }
 }
 
+void ReadInstanceParameters(const JsonNode& node, const Scenario& scenario,
+                            ExistingInstance& instance) {
+  JsonObject object(node);
+  for (const auto& [name, value] : object.All()) {
+    if (std::ranges::find(scenario.parameters, name, &Parameter::name) ==
+        scenario.parameters.end()) {
+      value.Complain("no parameter is named " + Quoted(name));
+      continue;
+    }
+    value.Read(instance.parameters[name]);
+  }
+}
+
+void ReadInstances(const JsonNode& node, Scenario& scenario) {
+  scenario.instances.clear();
+  std::set<std::uint32_t> handles;
+  for (const JsonNode& element : node.Elements()) {
+    JsonObject object(element);
+    ExistingInstance& instance = scenario.instances.emplace_back();
+    object.Require("handle");
+    object.Read("handle", instance.handle, 1U, kAnyNumber);
+    std::uint32_t status = instance.status;
+    object.Read("status", status, 0U, 0xFFU);
+    instance.status = static_cast<std::uint8_t>(status);
+    for (const JsonNode& parameters : object.Find("parameters")) {
+      ReadInstanceParameters(parameters, scenario, instance);
+    }
+    object.Finish();
+    if (!handles.insert(instance.handle).second) {
+      element.Complain("another instance has the handle " + std::to_string(instance.handle));
+    }
+  }
+}
+
+void ReadInstalled(const JsonNode& node, Scenario& scenario) {
+  scenario.installed.clear();
+  for (const JsonNode& name : node.Elements()) name.Read(scenario.installed.emplace_back());
+}
+
 void ReadLimits(const JsonNode& node, Scenario& scenario) {
   JsonObject object(node);
   Limits& limits = scenario.limits;
@@ -380,6 +419,7 @@ void ReadRoot(const JsonNode& node, Scenario& scenario) {
   const std::pair<std::string_view, void (*)(const JsonNode&, Scenario&)> sections[] = {
       {"information", ReadInformation}, {"lists", ReadLists},
       {"parameters", ReadParameters},   {"blobs", ReadBlobs},
+      {"instances", ReadInstances},     {"installed", ReadInstalled},
       {"limits", ReadLimits},           {"faults", ReadFaults},
       {"events", ReadEvents},
   };

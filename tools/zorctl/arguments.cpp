@@ -62,6 +62,7 @@ class Grammar {
   LogCommand log_;
   DoctorCommand doctor_;
   DemoCommand demo_;
+  SnapshotCommand snapshot_;
   BatchCommand batch_;
 };
 
@@ -83,8 +84,30 @@ CLI::Option* AddNumber(CLI::App& app, const std::string& name, Number& number, P
       ->type_name("");
 }
 
+/// As AddNumber, for an option that may come several times.
+void AddNumbers(CLI::App& app, const std::string& name, std::vector<std::uint32_t>& numbers,
+                const char* description);
+
 constexpr auto kUnsignedKind = "a number from 0 to 4294967295";
 constexpr auto kSecondsKind = "a time in seconds of at least 0.001";
+
+void AddNumbers(CLI::App& app, const std::string& name, std::vector<std::uint32_t>& numbers,
+                const char* description) {
+  app.add_option_function<std::vector<std::string>>(
+         name,
+         [name, &numbers](const std::vector<std::string>& texts) {
+           for (const std::string& text : texts) {
+             const auto parsed = ParseUnsigned(text);
+             if (!parsed) {
+               throw CLI::ValidationError(name, fmt::format("'{}' is not {}", text, kUnsignedKind));
+             }
+             numbers.push_back(*parsed);
+           }
+         },
+         description)
+      ->type_name("NUMBER")
+      ->allow_extra_args(false);
+}
 
 Grammar::Grammar(Scope scope) : scope_(scope) {
   app_.footer(kMainFooter);
@@ -201,8 +224,30 @@ void Grammar::AddTools() {
                "Show the debug log of session 0, where services run; needs the right to it");
   log.add_option("PROGRAM", log_.program, "The program to run, with its arguments")->type_name("");
 
-  Add(app_, "doctor", kDoctorHelp, doctor_);
+  CLI::App& doctor = Add(app_, "doctor", kDoctorHelp, doctor_);
+  doctor
+      .add_option("--app", doctor_.app, "Look at this program's file first: nothing of it is run")
+      ->type_name("PATH");
+  doctor
+      .add_option("--bundle", doctor_.bundle,
+                  "Put the report into this file, without personal names, to be sent to somebody")
+      ->type_name("FILE.zip");
   AddTimeout(Add(app_, "demo", kDemoHelp, demo_), demo_.timeout_ms);
+
+  CLI::App& snapshot = Add(app_, "snapshot", kSnapshotHelp, snapshot_);
+  AddNumbers(snapshot, "--selector", snapshot_.selectors,
+             "A list to take; once for each; 2, the algorithms, when none is given");
+  AddNumbers(snapshot, "--instance", snapshot_.instances,
+             "The handle of an instance to take; once for each");
+  snapshot
+      .add_option("--parameter", snapshot_.parameters,
+                  "A parameter to take of each of these instances; once for each")
+      ->type_name("NAME")
+      ->allow_extra_args(false);
+  AddNumber(
+      snapshot, "--timeout", snapshot_.timeout_ms, ParseSeconds, kSecondsKind,
+      "Cancel a call that takes longer than so many seconds, and end with status 5; 5 when not "
+      "given");
 
   CLI::App& batch = Add(app_, "batch", kBatchHelp, batch_);
   batch.add_option("FILE", batch_.file, "The script; - is standard input")

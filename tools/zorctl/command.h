@@ -83,9 +83,21 @@ struct LogCommand {
   std::vector<std::string> program;
 };
 
-struct DoctorCommand {};
+/// File names are UTF-8.
+struct DoctorCommand {
+  std::string app;     ///< an application to look at, too; empty: none
+  std::string bundle;  ///< a file to put the report into; empty: none
+};
 struct DemoCommand {
   std::uint32_t timeout_ms = 0;  ///< of each call; 0: without end
+};
+
+/// Numbers and names in the order in which they were given.
+struct SnapshotCommand {
+  std::vector<std::uint32_t> selectors;
+  std::vector<std::uint32_t> instances;
+  std::vector<std::string> parameters;
+  std::uint32_t timeout_ms = 5000;  ///< of each call
 };
 
 struct BatchCommand {
@@ -96,8 +108,8 @@ struct BatchCommand {
   std::uint32_t timeout_ms = 0;  ///< of each call; 0: without end
 };
 
-using Command =
-    std::variant<Call, WatchCommand, LogCommand, DoctorCommand, DemoCommand, BatchCommand>;
+using Command = std::variant<Call, WatchCommand, LogCommand, DoctorCommand, DemoCommand,
+                             SnapshotCommand, BatchCommand>;
 
 /// The word that asks for this call: "info", "blob get".
 [[nodiscard]] std::string_view CommandName(const Call& call);

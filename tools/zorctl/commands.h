@@ -15,6 +15,8 @@ ExitStatus RunDoctor(const DoctorCommand& command, bool json);
 
 ExitStatus RunDemo(const DemoCommand& command, bool json);
 
+ExitStatus TakeSnapshot(const SnapshotCommand& command);
+
 ExitStatus RunBatch(const BatchCommand& command, bool json);
 
 }  // namespace zor::ctl

@@ -103,10 +103,20 @@ inline constexpr Help kLogHelp{
 inline constexpr Help kDoctorHelp{
     "Walk the whole chain and say what was found, what is wrong and what to do",
     "Loads and asks the algorithm libraries as `zorctl list` does; creates no instance.\n\n"
-    "Example:\n  zorctl doctor\n  zorctl doctor --json"};
+    "Example:\n  zorctl doctor\n  zorctl doctor --json\n  zorctl doctor --app session.exe\n"
+    "  zorctl doctor --bundle report.zip"};
 
 inline constexpr Help kDemoHelp{"Run a whole session: every call once, against the server there is",
                                 "Example:\n  zorctl demo"};
+
+inline constexpr Help kSnapshotHelp{
+    "Print the server and this machine as a scenario for zorsim, which then takes their place",
+    "The information words, the lists that are asked for, and the named parameters and the status "
+    "of\n"
+    "the named instances; and which algorithms are installed here. Changes nothing.\n\n"
+    "Example:\n  zorctl snapshot > scenario.json\n"
+    "  zorctl snapshot --selector 0 --selector 2 --instance 7 --parameter gain > scenario.json\n"
+    "  zorsim --scenario scenario.json"};
 
 inline constexpr Help kBatchHelp{
     "Run a session script: one command a line, the words of this command line",

@@ -50,6 +50,7 @@ struct Run {
   int operator()(const LogCommand& command) const { return ShowLog(command, json); }
   int operator()(const DoctorCommand& command) const { return RunDoctor(command, json); }
   int operator()(const DemoCommand& command) const { return RunDemo(command, json); }
+  int operator()(const SnapshotCommand& command) const { return TakeSnapshot(command); }
   int operator()(const BatchCommand& command) const { return RunBatch(command, json); }
 };
 

@@ -44,15 +44,6 @@ struct TextOf {
   }
 };
 
-/// JSON has no infinities and no NaN: those are given as texts.
-Json Number(float value) {
-  if (std::isfinite(value)) {
-    // By way of the shortest text that reads back as the same float: 0.1, not 0.10000000149.
-    return Json::parse(fmt::format("{}", value));
-  }
-  return fmt::format("{}", value);
-}
-
 struct AddTo {
   Json& json;
 
@@ -66,7 +57,7 @@ struct AddTo {
   void operator()(const Handle& handle) const { json["handle"] = handle.value; }
   void operator()(const ParameterValue& parameter) const {
     json["name"] = parameter.name;
-    json["value"] = Number(parameter.value);
+    json["value"] = ToNumber(parameter.value);
   }
   void operator()(const Status& status) const { json["status"] = status.value; }
   void operator()(const Block& block) const {
@@ -109,6 +100,11 @@ std::string ToLine(const Json& json) {
 
 std::string ToDocument(const Json& json) {
   return PrintableJson(json.dump(2, ' ', false, Json::error_handler_t::replace)) + '\n';
+}
+
+Json ToNumber(float value) {
+  const std::string text = fmt::format("{}", value);
+  return std::isfinite(value) ? Json::parse(text) : Json(text);
 }
 
 std::string HexDump(std::span<const std::uint8_t> bytes) {

@@ -30,6 +30,10 @@ using Json = nlohmann::ordered_json;
 /// As ToLine, over several lines.
 [[nodiscard]] std::string ToDocument(const Json& json);
 
+/// By way of the shortest text that reads back as the same float: 0.1, not 0.10000000149. JSON has
+/// no infinities and no NaN: those are given as texts.
+[[nodiscard]] Json ToNumber(float value);
+
 /// Sixteen bytes a line: offset, bytes, characters.
 [[nodiscard]] std::string HexDump(std::span<const std::uint8_t> bytes);
 

@@ -70,6 +70,36 @@ TEST_F(InstanceModelTest, HandlesCountUpFromOneAndAreNotUsedAgain) {
   EXPECT_EQ(model_.size(), 2U);
 }
 
+TEST(ExistingInstances, AreThereFromTheStart) {
+  Scenario scenario = SmallScenario();
+  scenario.instances = {{.handle = 2, .status = 3, .parameters = {{"gain", 0.5F}}},
+                        {.handle = 3, .status = 200, .parameters = {}}};
+  InstanceModel model(scenario);
+  State state{};
+  EXPECT_EQ(model.GetState(2, state), Result::kSuccess);
+  EXPECT_EQ(state, State::kStarted);
+  EXPECT_EQ(model.GetState(3, state), Result::kSuccess);
+  EXPECT_EQ(static_cast<int>(state), 200);
+  float value = 0;
+  EXPECT_EQ(model.GetParameter(2, "gain", value), Result::kSuccess);
+  EXPECT_EQ(value, 0.5F);
+  EXPECT_EQ(model.GetParameter(3, "gain", value), Result::kSuccess);
+  EXPECT_EQ(value, 1.0F);
+  EXPECT_THAT(model.TakeRaised(), IsEmpty());
+  // New ones get the handles that are free.
+  std::uint32_t handle = 0;
+  EXPECT_EQ(model.Create("general", handle), Result::kSuccess);
+  EXPECT_EQ(handle, 1U);
+  scenario.limits.instances = 4;
+  EXPECT_EQ(model.Create("general", handle), Result::kSuccess);
+  EXPECT_EQ(handle, 4U);
+  // The last one that runs stops.
+  static_cast<void>(model.TakeRaised());
+  EXPECT_EQ(model.Stop(2), Result::kSuccess);
+  EXPECT_EQ(model.TakeRaised().back(), (Notification{.type = 0, .flag = false}));
+  EXPECT_EQ(model.Configure(3), Result::kSuccess);
+}
+
 TEST_F(InstanceModelTest, CreateWantsAnAlgorithmOfTheList) {
   std::uint32_t handle = 7;
   EXPECT_EQ(model_.Create("General", handle), Result::kUnknownAlgorithm);

@@ -73,6 +73,7 @@ std::set<std::string> KnownKeys() {
   const std::string wrong = R"({"?": 0,
     "parameters": [{"name": "p", "?": 0}],
     "blobs": [{"name": "b", "hex": "", "?": 0}],
+    "instances": [{"handle": 1, "?": 0}],
     "limits": {"?": 0},
     "faults": [{"result": 1, "?": 0}],
     "events": [{"at_ms": 1, "type": 9, "?": 0}, {"every_ms": 1, "type": 9, "?": 0},
@@ -96,7 +97,7 @@ TEST(ScenarioFiles, TheFullOneHasEveryKey) {
   EXPECT_THAT(scenario.events, SizeIs(11));
   const std::string text = TextOf("full");
   const auto keys = KnownKeys();
-  EXPECT_THAT(keys, SizeIs(52));
+  EXPECT_THAT(keys, SizeIs(55));
   for (const std::string& key : keys) {
     EXPECT_NE(text.find("\"" + key + "\":"), std::string::npos) << key;
   }

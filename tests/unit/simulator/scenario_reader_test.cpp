@@ -79,6 +79,19 @@ TEST(ScenarioReader, AKeyReplacesItsWholeValue) {
   EXPECT_FALSE(scenario.echo_set);
 }
 
+TEST(ScenarioReader, InstancesThatAreThereFromTheStart) {
+  const Scenario scenario = Read(R"({
+    "instances": [{"handle": 4294967295, "status": 255, "parameters": {"gain": 2}}, {"handle": 1}],
+    "installed": ["general"]
+  })");
+  ASSERT_THAT(scenario.instances, SizeIs(2));
+  EXPECT_EQ(scenario.instances[0].handle, 4294967295U);
+  EXPECT_EQ(scenario.instances[0].status, 255);
+  EXPECT_EQ(scenario.instances[0].parameters.at("gain"), 2.0F);
+  EXPECT_EQ(scenario.instances[1].status, 1);
+  EXPECT_THAT(scenario.installed, ElementsAre("general"));
+}
+
 TEST(ScenarioReader, ALimitThatIsLeftOutStays) {
   const Limits limits = Read(R"({"limits": {"blob_bytes": 10, "request_bytes": 65536,
       "reply_bytes": 2048, "queued_notifications": 5, "blobs_per_instance": 7}})")
@@ -180,6 +193,19 @@ TEST_P(MistakeTest, IsNamedWithItsLineAndItsKey) {
   ASSERT_THAT(errors, SizeIs(1)) << GetParam().text;
   EXPECT_THAT(errors[0], StartsWith(GetParam().error));
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Instances, MistakeTest,
+    ::testing::Values(
+        Mistake{R"({"instances": [{}]})", "s.json:1: instances[0]"},
+        Mistake{R"({"instances": [{"handle": 0}]})", "s.json:1: instances[0].handle"},
+        Mistake{R"({"instances": [{"handle": 1, "status": 256}]})",
+                "s.json:1: instances[0].status"},
+        Mistake{R"({"instances": [{"handle": 1}, {"handle": 1}]})",
+                "s.json:1: instances[1]: another instance has the handle 1"},
+        Mistake{R"({"parameters": [], "instances": [{"handle": 1, "parameters": {"x": 1}}]})",
+                "s.json:1: instances[0].parameters.x: no parameter is named"},
+        Mistake{R"({"installed": "x"})", "s.json:1: installed: expected"}));
 
 INSTANTIATE_TEST_SUITE_P(
     Syntax, MistakeTest,
