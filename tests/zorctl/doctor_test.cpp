@@ -53,7 +53,8 @@ class DoctorTest : public ::testing::Test {
     // Each finding is told as soon as it is known, and all of them are those of all facts.
     const ctl::Facts facts =
         ctl::Examine({.begin = [](const std::string& /*doing*/) {},
-                      .found = [this](const Finding& finding) { findings_.push_back(finding); }});
+                      .found = [this](const Finding& finding) { findings_.push_back(finding); }},
+                     kPatientLimits);
     EXPECT_EQ(ctl::ToJson(findings_), ctl::ToJson(ctl::Diagnose(facts)));
   }
 

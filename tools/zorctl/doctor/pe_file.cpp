@@ -24,7 +24,7 @@ enum Directory : std::size_t { kExportDirectory = 0, kImportDirectory = 1, kDela
 
 class Image {
  public:
-  explicit Image(std::span<const std::uint8_t> file) : file_(file) { is_sound_ = ReadHeaders(); }
+  explicit Image(std::span<const std::uint8_t> file) : file_(file), is_sound_(ReadHeaders()) {}
 
   [[nodiscard]] bool is_sound() const noexcept { return is_sound_; }
   [[nodiscard]] std::uint16_t machine() const noexcept { return machine_; }
@@ -168,12 +168,12 @@ class Image {
   }
 
   std::span<const std::uint8_t> file_;
-  bool is_sound_ = false;
   std::uint16_t machine_ = 0;
   bool is_wide_ = false;
   std::size_t directories_ = 0;
   std::size_t sections_ = 0;
   std::size_t section_count_ = 0;
+  bool is_sound_;  ///< last: finding it out fills the others
 };
 
 }  // namespace
