@@ -9,6 +9,7 @@
 #include "simulator/default_scenario.h"
 #include "simulator/server.h"
 #include "tests/integration/discovery/machine.h"
+#include "tests/integration/support/import_hook.h"
 #include "tests/integration/support/pipe_server.h"
 #include "tests/zorctl/support/patient_limits.h"
 #include "tests/zorctl/support/planted_wmi.h"
@@ -147,6 +148,28 @@ TEST_F(DoctorTest, AskingForAPipeDoesNotTakeIt) {
     EXPECT_EQ(ctl::CheckPipe(ctl::kRequestPipe).state, ctl::PipeState::kFree);
   }
   EXPECT_EQ(request.connections(), 0);
+}
+
+/// As in a Windows container.
+BOOL WINAPI CannotWait(LPCWSTR /*name*/, DWORD /*milliseconds*/) {
+  SetLastError(ERROR_NOT_SUPPORTED);
+  return FALSE;
+}
+
+TEST_F(DoctorTest, PipesAreCheckedWhereTheSystemCannotWaitForThem) {
+  const ImportHook hook("WaitNamedPipeW", CannotWait);
+  const auto state = [] { return ctl::CheckPipe(ctl::kRequestPipe).state; };
+  EXPECT_EQ(state(), ctl::PipeState::kAbsent);
+  PipeServer request(kRequestPipe, StayIdle, 1, {.instances = 1});
+  EXPECT_EQ(state(), ctl::PipeState::kFree);
+  ASSERT_TRUE(request.WaitForConnections(1));
+  // Its only instance is taken as soon as it listens again.
+  UniqueHandle client;
+  while (client == nullptr) {
+    client = Own(CreateFileW(kRequestPipe, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                             0, nullptr));
+  }
+  EXPECT_EQ(state(), ctl::PipeState::kBusy);
 }
 
 // --- The driver query
