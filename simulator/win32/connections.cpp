@@ -33,7 +33,7 @@ void Connections::Drop() {
     const std::lock_guard lock(mutex_);
     dropped.swap(connections_);
   }
-  for (Connection& connection : dropped) SetEvent(connection.stop.get());
+  for (Connection& connection : dropped) connection.stop.Set();
   for (Connection& connection : dropped) connection.thread.join();
 }
 

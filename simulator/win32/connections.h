@@ -9,7 +9,7 @@
 #include <mutex>
 #include <thread>
 
-#include "simulator/win32/handle.h"
+#include "tools/windows/handle.h"
 
 namespace zor::sim {
 
@@ -31,7 +31,7 @@ class Connections {
 
  private:
   struct Connection {
-    Handle stop = MakeEvent();
+    windows::Event stop;
     std::atomic<bool> finished = false;
     std::thread thread = {};
   };

@@ -9,7 +9,7 @@ bool NotifyQueue::Push(SharedBytes message) {
   const bool full = messages_.size() >= limit_;
   if (full) messages_.pop_front();
   messages_.push_back(std::move(message));
-  SetEvent(event_.get());
+  event_.Set();
   return !full;
 }
 
@@ -18,7 +18,7 @@ SharedBytes NotifyQueue::Pop() {
   if (messages_.empty()) return nullptr;
   SharedBytes message = std::move(messages_.front());
   messages_.pop_front();
-  if (messages_.empty()) ResetEvent(event_.get());
+  if (messages_.empty()) event_.Reset();
   return message;
 }
 

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "simulator/scenario.h"
-#include "simulator/win32/handle.h"
 #include "simulator/win32/pipe_listener.h"
+#include "tools/windows/handle.h"
 
 namespace zor::sim {
 
@@ -34,7 +34,7 @@ class NotifyQueue {
 
  private:
   const std::size_t limit_;
-  const Handle event_ = MakeEvent();
+  const windows::Event event_;
   std::mutex mutex_;
   std::deque<SharedBytes> messages_;
 };

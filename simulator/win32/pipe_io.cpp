@@ -10,9 +10,7 @@ constexpr std::size_t kPart = 65536;
 
 }  // namespace
 
-PipeOperation::PipeOperation(HANDLE pipe) : pipe_(pipe), event_(MakeEvent()) {
-  overlapped_.hEvent = event_.get();
-}
+PipeOperation::PipeOperation(HANDLE pipe) : pipe_(pipe) { overlapped_.hEvent = event_.get(); }
 
 PipeOperation::~PipeOperation() {
   if (!in_flight_) return;

@@ -7,7 +7,7 @@
 #include <span>
 
 #include "simulator/scenario.h"
-#include "simulator/win32/handle.h"
+#include "tools/windows/handle.h"
 
 namespace zor::sim {
 
@@ -49,7 +49,7 @@ class PipeOperation {
   void Began(BOOL ok, DWORD error);
 
   HANDLE pipe_;
-  Handle event_;
+  windows::Event event_;
   OVERLAPPED overlapped_ = {};
   bool in_flight_ = false;
   DWORD error_ = ERROR_SUCCESS;  ///< of an operation that failed at once

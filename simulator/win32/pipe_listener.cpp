@@ -19,10 +19,7 @@ bool Exists(const std::wstring& name) {
 
 PipeListener::PipeListener(std::wstring name, std::size_t instances,
                            PipeListenerCallbacks callbacks)
-    : name_(std::move(name)),
-      callbacks_(std::move(callbacks)),
-      stop_(MakeEvent()),
-      slots_(instances) {}
+    : name_(std::move(name)), callbacks_(std::move(callbacks)), slots_(instances) {}
 
 PipeListener::~PipeListener() { Close(); }
 
@@ -36,14 +33,14 @@ DWORD PipeListener::Open() {
     }
     first = false;
   }
-  ResetEvent(stop_.get());
+  stop_.Reset();
   thread_ = std::thread(&PipeListener::Run, this);
   return 0;
 }
 
 void PipeListener::Close() {
   if (!thread_.joinable()) return;
-  SetEvent(stop_.get());
+  stop_.Set();
   thread_.join();
   for (Slot& slot : slots_) Release(slot);
 }
@@ -52,12 +49,12 @@ DWORD PipeListener::Listen(Slot& slot, bool first) {
   SECURITY_ATTRIBUTES* const security = security_.attributes();
   if (security == nullptr) return ERROR_INVALID_SECURITY_DESCR;
   const DWORD only_first = first ? FILE_FLAG_FIRST_PIPE_INSTANCE : 0;
-  Handle pipe(CreateNamedPipeW(
+  windows::OwnedHandle pipe = windows::Own(CreateNamedPipeW(
       name_.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | only_first,
       PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS,
       PIPE_UNLIMITED_INSTANCES, kBufferBytes, kBufferBytes, 0, security));
   if (!pipe) return GetLastError();
-  slot.pipe = std::make_shared<Handle>(std::move(pipe));
+  slot.pipe = std::make_shared<windows::OwnedHandle>(std::move(pipe));
   slot.connect = std::make_unique<PipeOperation>(slot.pipe->get());
   callbacks_.on_listening(slot.pipe);
   slot.connect->Connect();

@@ -9,14 +9,14 @@
 #include <thread>
 #include <vector>
 
-#include "simulator/win32/handle.h"
 #include "simulator/win32/pipe_io.h"
 #include "simulator/win32/pipe_security.h"
+#include "tools/windows/handle.h"
 
 namespace zor::sim {
 
 /// One instance of a pipe.
-using PipeInstance = std::shared_ptr<Handle>;
+using PipeInstance = std::shared_ptr<windows::OwnedHandle>;
 
 struct PipeListenerCallbacks {
   /// A new instance listens.
@@ -57,7 +57,7 @@ class PipeListener {
   const std::wstring name_;
   const PipeListenerCallbacks callbacks_;
   PipeSecurity security_;
-  Handle stop_;
+  windows::Event stop_;
   std::vector<Slot> slots_;
   std::thread thread_;
 };

@@ -7,7 +7,7 @@
 #include <system_error>
 #include <utility>
 
-#include "simulator/win32/handle.h"
+#include "tools/windows/handle.h"
 
 namespace zor::sim {
 namespace {
@@ -23,7 +23,7 @@ constexpr DWORD kConsolePatience = 5000;
 class SharedWord {
  public:
   SharedWord() = default;
-  explicit SharedWord(Handle mapping) : mapping_(std::move(mapping)) {
+  explicit SharedWord(windows::OwnedHandle mapping) : mapping_(std::move(mapping)) {
     if (mapping_) view_ = MapViewOfFile(mapping_.get(), FILE_MAP_ALL_ACCESS, 0, 0, sizeof(LONG));
   }
   SharedWord(const SharedWord&) = delete;
@@ -40,7 +40,7 @@ class SharedWord {
   [[nodiscard]] LONG* get() const { return static_cast<LONG*>(view_); }
 
  private:
-  Handle mapping_;
+  windows::OwnedHandle mapping_;
   void* view_ = nullptr;
 };
 
@@ -63,9 +63,9 @@ BOOL WINAPI OnConsoleEvent(DWORD event) {
 }  // namespace
 
 struct StopSignal::State {
-  Handle stop = MakeEvent();
-  Handle finished = MakeEvent();
-  Handle announced_stop = {};
+  windows::Event stop;
+  windows::Event finished;
+  windows::OwnedHandle announced_stop = {};
   SharedWord announced_process = {};
 };
 
@@ -78,13 +78,13 @@ StopSignal::StopSignal() : state_(std::make_unique<State>()) {
 StopSignal::~StopSignal() {
   SetConsoleCtrlHandler(OnConsoleEvent, FALSE);
   console_stop = nullptr;
-  SetEvent(state_->finished.get());
+  state_->finished.Set();
 }
 
 void StopSignal::Announce() {
-  state_->announced_process = SharedWord(Handle(CreateFileMappingW(
+  state_->announced_process = SharedWord(windows::OwnedHandle(CreateFileMappingW(
       INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(LONG), kProcessName)));
-  state_->announced_stop = Handle(CreateEventW(nullptr, TRUE, FALSE, kStopName));
+  state_->announced_stop = windows::OwnedHandle(CreateEventW(nullptr, TRUE, FALSE, kStopName));
   if (!state_->announced_stop || state_->announced_process.get() == nullptr) {
     throw std::system_error(static_cast<int>(GetLastError()), std::system_category(),
                             "announcing the server");
@@ -103,14 +103,15 @@ void StopSignal::Wait() {
 }
 
 StopOutcome StopRunningServer(std::chrono::milliseconds patience) {
-  const Handle stop(OpenEventW(EVENT_MODIFY_STATE, FALSE, kStopName));
+  const windows::OwnedHandle stop(OpenEventW(EVENT_MODIFY_STATE, FALSE, kStopName));
   if (!stop) {
     return GetLastError() == ERROR_ACCESS_DENIED ? StopOutcome::kFailed : StopOutcome::kNoneRunning;
   }
-  const SharedWord process_id(Handle(OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE, kProcessName)));
+  const SharedWord process_id(
+      windows::OwnedHandle(OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE, kProcessName)));
   if (process_id.get() == nullptr) return StopOutcome::kNoneRunning;
   const auto id = static_cast<DWORD>(InterlockedCompareExchange(process_id.get(), 0, 0));
-  const Handle process(OpenProcess(SYNCHRONIZE, FALSE, id));
+  const windows::OwnedHandle process(OpenProcess(SYNCHRONIZE, FALSE, id));
   if (!process) return StopOutcome::kFailed;
   SetEvent(stop.get());
   const DWORD woken = WaitForSingleObject(process.get(), static_cast<DWORD>(patience.count()));
@@ -118,8 +119,8 @@ StopOutcome StopRunningServer(std::chrono::milliseconds patience) {
 }
 
 bool SetNamedEvent(const std::string& name) {
-  static Handle event;
-  event = Handle(CreateEventA(nullptr, TRUE, FALSE, name.c_str()));
+  static windows::OwnedHandle event;
+  event = windows::OwnedHandle(CreateEventA(nullptr, TRUE, FALSE, name.c_str()));
   return event && SetEvent(event.get()) != FALSE;
 }
 

@@ -13,10 +13,10 @@
 #include "simulator/engine.h"
 #include "simulator/message_builder.h"
 #include "simulator/win32/connections.h"
-#include "simulator/win32/handle.h"
 #include "simulator/win32/notify_hub.h"
 #include "simulator/win32/pipe_io.h"
 #include "simulator/win32/pipe_listener.h"
+#include "tools/windows/handle.h"
 
 namespace zor::sim {
 namespace {
@@ -82,7 +82,7 @@ class Server::Impl {
   }
 
   void Stop() {
-    SetEvent(stop_.get());
+    stop_.Set();
     if (control_.joinable()) control_.join();
     CloseBothPipes();
   }
@@ -95,7 +95,7 @@ class Server::Impl {
   void Post(Effect command) {
     const std::lock_guard lock(commands_mutex_);
     commands_.push_back(std::move(command));
-    SetEvent(commanded_.get());
+    commanded_.Set();
   }
 
   [[nodiscard]] ServerCounts Counts() const {
@@ -148,7 +148,7 @@ class Server::Impl {
 
   std::vector<Effect> TakeCommands() {
     const std::lock_guard lock(commands_mutex_);
-    ResetEvent(commanded_.get());
+    commanded_.Reset();
     return std::exchange(commands_, {});
   }
 
@@ -197,7 +197,7 @@ class Server::Impl {
       Trace(client, PipeKind::kRequest, TraceKind::kDisconnected);
       // Disconnecting discards what the client has not read yet.
       if (!abandon) DisconnectNamedPipe(pipe->get());
-      pipe->Close();
+      pipe->reset();
     });
     if (!added) DisconnectNamedPipe(pipe->get());
   }
@@ -281,7 +281,7 @@ class Server::Impl {
   void DropNotifyClient(const PipeInstance& pipe) {
     hub_.Remove(pipe);
     DisconnectNamedPipe(pipe->get());
-    pipe->Close();
+    pipe->reset();
   }
 
   void ServeNotifications(HANDLE pipe, NotifyQueue& queue, HANDLE stop, std::uint64_t client) {
@@ -343,8 +343,8 @@ class Server::Impl {
   Engine engine_;
   NotifyHub hub_;
 
-  const Handle stop_ = MakeEvent();
-  const Handle commanded_ = MakeEvent();
+  const windows::Event stop_;
+  const windows::Event commanded_;
   std::mutex commands_mutex_;
   std::vector<Effect> commands_;
 
