@@ -37,7 +37,6 @@ using ::testing::IsEmpty;
 using Slot = std::optional<std::string>;
 
 constexpr std::uint32_t kAlgorithms = 2;
-constexpr const char* kAlgorithmName = "supproted_algo_name";
 
 class DiscoveryTest : public ::testing::Test {
  protected:
