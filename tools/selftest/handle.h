@@ -3,21 +3,15 @@
 
 #include <windows.h>
 
-#include <memory>
 #include <stdexcept>
 #include <string>
-#include <type_traits>
 
 #include "tools/selftest/text.h"
+#include "tools/windows/handle.h"
 
 namespace zor::selftest {
 
-struct HandleCloser {
-  void operator()(HANDLE handle) const noexcept { CloseHandle(handle); }
-};
-
-/// Empty for both of the values that the system uses for "no handle".
-using UniqueHandle = std::unique_ptr<std::remove_pointer_t<HANDLE>, HandleCloser>;
+using UniqueHandle = windows::OwnedHandle;
 
 /// A check cannot look without this.
 [[noreturn]] inline void ThrowLastError(const char* what) {

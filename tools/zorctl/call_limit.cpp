@@ -5,9 +5,9 @@
 #include <atomic>
 #include <thread>
 
+#include "tools/windows/handle.h"
 #include "tools/zorctl/console.h"
 #include "tools/zorctl/explain.h"
-#include "tools/zorctl/owned_handle.h"
 
 namespace zor::ctl {
 namespace {
@@ -16,18 +16,18 @@ namespace {
 constexpr DWORD kAgainMs = 20;
 constexpr int kTries = 250;
 
-OwnedHandle ThisThread() {
+windows::OwnedHandle ThisThread() {
   HANDLE thread = nullptr;
   if (DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &thread, 0,
                       FALSE, DUPLICATE_SAME_ACCESS) == FALSE) {
-    ThrowLastError("taking the thread's handle");
+    windows::ThrowLastError("taking the thread's handle");
   }
-  return OwnedHandle(thread);
+  return windows::OwnedHandle(thread);
 }
 
-OwnedHandle MakeEvent() {
-  OwnedHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-  if (event == nullptr) ThrowLastError("making an event");
+windows::OwnedHandle MakeEvent() {
+  windows::OwnedHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  if (event == nullptr) windows::ThrowLastError("making an event");
   return event;
 }
 
@@ -64,8 +64,8 @@ class Limit {
   }
 
   std::string_view command_;
-  OwnedHandle thread_ = ThisThread();
-  OwnedHandle done_ = MakeEvent();
+  windows::OwnedHandle thread_ = ThisThread();
+  windows::OwnedHandle done_ = MakeEvent();
   std::atomic<bool> expired_ = false;
   std::thread watcher_;  ///< last: it uses the others
 };

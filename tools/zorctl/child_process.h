@@ -4,12 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "tools/zorctl/owned_handle.h"
+#include "tools/windows/handle.h"
 
 namespace zor::ctl {
 
 struct ChildProcess {
-  OwnedHandle process;
+  windows::OwnedHandle process;
   DWORD id = 0;
 
   /// Meaningful when the process has ended.

@@ -37,7 +37,7 @@ bool IsTerminal(std::FILE* stream) noexcept { return _isatty(_fileno(stream)) !=
 
 HANDLE MakeStopEvent() {
   const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  if (event == nullptr) ThrowLastError("making an event");
+  if (event == nullptr) windows::ThrowLastError("making an event");
   return event;
 }
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/zorctl/owned_handle.h"
+#include "tools/windows/handle.h"
 
 namespace zor::ctl {
 

@@ -10,7 +10,7 @@
 #include <string>
 
 #include "discovery/text.h"
-#include "tools/zorctl/owned_handle.h"
+#include "tools/windows/handle.h"
 
 namespace zor::ctl {
 namespace {
@@ -43,7 +43,7 @@ class Security {
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     if (ConvertStringSecurityDescriptorToSecurityDescriptorW(kDescriptor, SDDL_REVISION_1,
                                                              &descriptor, nullptr) == FALSE) {
-      ThrowLastError("describing who may write debugger output");
+      windows::ThrowLastError("describing who may write debugger output");
     }
     descriptor_.reset(descriptor);
     attributes_ = {sizeof(attributes_), descriptor, FALSE};
@@ -60,10 +60,11 @@ std::wstring NameOf(DebugScope scope, const wchar_t* name) {
   return (scope == DebugScope::kGlobal ? L"Global\\" : L"") + std::wstring(name);
 }
 
-OwnedHandle MakeEvent(DebugScope scope, const wchar_t* name) {
+windows::OwnedHandle MakeEvent(DebugScope scope, const wchar_t* name) {
   Security security;
-  OwnedHandle event(CreateEventW(security.get(), FALSE, FALSE, NameOf(scope, name).c_str()));
-  if (event == nullptr) ThrowLastError("opening the debugger output's events");
+  windows::OwnedHandle event(
+      CreateEventW(security.get(), FALSE, FALSE, NameOf(scope, name).c_str()));
+  if (event == nullptr) windows::ThrowLastError("opening the debugger output's events");
   return event;
 }
 
@@ -83,9 +84,9 @@ struct DebugViewer::Shared {
       : ready(MakeEvent(scope, L"DBWIN_BUFFER_READY")),
         filled(MakeEvent(scope, L"DBWIN_DATA_READY")) {}
 
-  OwnedHandle ready;
-  OwnedHandle filled;
-  OwnedHandle mapping;
+  windows::OwnedHandle ready;
+  windows::OwnedHandle filled;
+  windows::OwnedHandle mapping;
   std::unique_ptr<const Buffer, Unmapper> buffer;
 };
 
@@ -93,7 +94,7 @@ DebugViewer::DebugViewer(DebugScope scope) : shared_(std::make_unique<Shared>(sc
   Security security;
   shared_->mapping.reset(CreateFileMappingW(INVALID_HANDLE_VALUE, security.get(), PAGE_READWRITE, 0,
                                             kBufferSize, NameOf(scope, L"DBWIN_BUFFER").c_str()));
-  if (shared_->mapping == nullptr) ThrowLastError("opening the debugger output's buffer");
+  if (shared_->mapping == nullptr) windows::ThrowLastError("opening the debugger output's buffer");
   if (GetLastError() == ERROR_ALREADY_EXISTS) {
     throw std::runtime_error(
         "another viewer holds the debugger output, of which there can be one at a time: close it "
@@ -101,7 +102,7 @@ DebugViewer::DebugViewer(DebugScope scope) : shared_(std::make_unique<Shared>(sc
   }
   shared_->buffer.reset(static_cast<const Buffer*>(
       MapViewOfFile(shared_->mapping.get(), FILE_MAP_READ, 0, 0, kBufferSize)));
-  if (shared_->buffer == nullptr) ThrowLastError("mapping the debugger output's buffer");
+  if (shared_->buffer == nullptr) windows::ThrowLastError("mapping the debugger output's buffer");
   SetEvent(shared_->ready.get());
 }
 
@@ -111,7 +112,7 @@ std::optional<DebugMessage> DebugViewer::Next(void* stop) {
   // In this order: what was written before the stop is still shown.
   const std::array<HANDLE, 2> handles{shared_->filled.get(), stop};
   const DWORD signalled = WaitForMultipleObjects(2, handles.data(), FALSE, INFINITE);
-  if (signalled == WAIT_FAILED) ThrowLastError("waiting for debugger output");
+  if (signalled == WAIT_FAILED) windows::ThrowLastError("waiting for debugger output");
   if (signalled != WAIT_OBJECT_0) return std::nullopt;
 
   const Buffer& buffer = *shared_->buffer;

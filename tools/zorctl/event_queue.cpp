@@ -5,9 +5,9 @@
 namespace zor::ctl {
 namespace {
 
-OwnedHandle MakeEvent() {
-  OwnedHandle event(CreateEventW(nullptr, FALSE, FALSE, nullptr));
-  if (event == nullptr) ThrowLastError("making an event");
+windows::OwnedHandle MakeEvent() {
+  windows::OwnedHandle event(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+  if (event == nullptr) windows::ThrowLastError("making an event");
   return event;
 }
 

@@ -6,8 +6,8 @@
 #include <optional>
 
 #include "interface/zor.hpp"
+#include "tools/windows/handle.h"
 #include "tools/zorctl/event.h"
-#include "tools/zorctl/owned_handle.h"
 
 namespace zor::ctl {
 
@@ -30,7 +30,7 @@ class EventQueue {
 
   std::mutex mutex_;
   std::deque<SeenEvent> events_;
-  OwnedHandle arrived_;
+  windows::OwnedHandle arrived_;
   ScopedEventCallback callback_;  ///< last: it delivers into the other members
 };
 

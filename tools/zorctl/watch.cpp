@@ -51,9 +51,9 @@ bool SayWhatToExpect() {
   }
 }
 
-OwnedHandle MakeEvent() {
-  OwnedHandle event(CreateEventW(nullptr, FALSE, FALSE, nullptr));
-  if (event == nullptr) ThrowLastError("making an event");
+windows::OwnedHandle MakeEvent() {
+  windows::OwnedHandle event(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+  if (event == nullptr) windows::ThrowLastError("making an event");
   return event;
 }
 
@@ -96,7 +96,7 @@ class ServerWatch {
   std::optional<bool> last_;  ///< of the library's thread alone
   std::mutex mutex_;
   std::deque<bool> changes_;
-  OwnedHandle changed_ = MakeEvent();
+  windows::OwnedHandle changed_ = MakeEvent();
   OwnLog log_{[this](const std::string& line) { Take(line); }};  ///< last: it uses the others
 };
 
@@ -118,7 +118,7 @@ ExitStatus Watch(const WatchCommand& command, bool json) {
     }
     const DWORD signalled = WaitForMultipleObjects(static_cast<DWORD>(handles.size()),
                                                    handles.data(), FALSE, deadline.Left());
-    if (signalled == WAIT_FAILED) ThrowLastError("waiting for notifications");
+    if (signalled == WAIT_FAILED) windows::ThrowLastError("waiting for notifications");
     if (signalled == WAIT_OBJECT_0 + 1) return kDone;
     if (signalled == WAIT_TIMEOUT) return command.count == 0 ? kDone : kTimedOut;
   }

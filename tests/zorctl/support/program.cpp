@@ -6,6 +6,7 @@
 
 #include "tests/integration/support/loaded_library.h"
 #include "tests/integration/support/start_process.h"
+#include "tools/windows/command_line.h"
 
 namespace zor::testing {
 namespace {
@@ -26,22 +27,6 @@ Pipe MakePipe(bool child_reads) {
   return pipe;
 }
 
-std::wstring Quote(const std::wstring& argument) {
-  std::wstring quoted = L"\"";
-  std::size_t backslashes = 0;
-  for (const wchar_t character : argument) {
-    if (character == L'\\') {
-      ++backslashes;
-    } else {
-      quoted.append(character == L'"' ? backslashes * 2 + 1 : backslashes, L'\\');
-      backslashes = 0;
-      quoted += character;
-    }
-  }
-  quoted.append(backslashes * 2, L'\\');
-  return quoted + L'"';
-}
-
 /// As a reader in text mode sees it.
 std::string WithoutCarriageReturns(const std::string& text) {
   std::string plain;
@@ -58,8 +43,8 @@ Program::Program(const std::wstring& file, const std::vector<std::wstring>& argu
                  const std::string& input, Output output) {
   const bool absolute = file.find(L':') != std::wstring::npos;
   const std::wstring program = absolute ? file : BinaryFolder() + L"\\" + file;
-  std::wstring line = Quote(program);
-  for (const std::wstring& argument : arguments) line += L' ' + Quote(argument);
+  std::wstring line = windows::QuoteArgument(program);
+  for (const std::wstring& argument : arguments) line += L' ' + windows::QuoteArgument(argument);
 
   Pipe in = MakePipe(true);
   Pipe out = MakePipe(false);

@@ -62,7 +62,7 @@ class Client {
  private:
   static constexpr DWORD kPatienceMs = 2000;
 
-  OwnedHandle pipe_;
+  windows::OwnedHandle pipe_;
   DWORD error_ = 0;
 };
 

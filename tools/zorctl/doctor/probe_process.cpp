@@ -22,25 +22,25 @@ constexpr milliseconds kLeastTime(500);
 constexpr DWORD kEndPatienceMs = 5000;
 
 struct Pipe {
-  OwnedHandle read;
-  OwnedHandle write;  ///< inherited by a child
+  windows::OwnedHandle read;
+  windows::OwnedHandle write;  ///< inherited by a child
 };
 
 Pipe MakePipe() {
   SECURITY_ATTRIBUTES inherited{sizeof(inherited), nullptr, TRUE};
   HANDLE read = nullptr;
   HANDLE write = nullptr;
-  if (CreatePipe(&read, &write, &inherited, 0) == FALSE) ThrowLastError("making a pipe");
-  Pipe pipe{OwnedHandle(read), OwnedHandle(write)};
+  if (CreatePipe(&read, &write, &inherited, 0) == FALSE) windows::ThrowLastError("making a pipe");
+  Pipe pipe{windows::OwnedHandle(read), windows::OwnedHandle(write)};
   SetHandleInformation(read, HANDLE_FLAG_INHERIT, 0);
   return pipe;
 }
 
-OwnedHandle OpenNul() {
+windows::OwnedHandle OpenNul() {
   SECURITY_ATTRIBUTES inherited{sizeof(inherited), nullptr, TRUE};
-  return OwnedHandle(CreateFileW(L"NUL", GENERIC_READ | GENERIC_WRITE,
-                                 FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited, OPEN_EXISTING, 0,
-                                 nullptr));
+  return windows::OwnedHandle(CreateFileW(L"NUL", GENERIC_READ | GENERIC_WRITE,
+                                          FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited,
+                                          OPEN_EXISTING, 0, nullptr));
 }
 
 std::string OwnPath() {
@@ -107,8 +107,8 @@ bool Parse(const std::string& text, ProbeRun& run) {
 }
 
 struct Child {
-  OwnedHandle process;
-  OwnedHandle thread;
+  windows::OwnedHandle process;
+  windows::OwnedHandle thread;
 };
 
 /// Suspended, so that it is in the job before it starts others.
@@ -128,14 +128,14 @@ Child Start(const ProbeWords& words, HANDLE report, HANDLE nul) {
                      &started) == FALSE) {
     return {};
   }
-  return {OwnedHandle(started.hProcess), OwnedHandle(started.hThread)};
+  return {windows::OwnedHandle(started.hProcess), windows::OwnedHandle(started.hThread)};
 }
 
 /// One start. False when nothing of the program has run.
 bool RunOnce(const ProbeWords& words, milliseconds limit, HANDLE job, ProbeRun& run) {
   run = {.end = {}, .report = Json::object(), .lines = {}};
   Pipe pipe = MakePipe();
-  const OwnedHandle nul = OpenNul();
+  const windows::OwnedHandle nul = OpenNul();
   const Child child = Start(words, pipe.write.get(), nul.get());
   const DWORD error = GetLastError();
   if (child.process == nullptr) {
@@ -163,8 +163,8 @@ bool RunOnce(const ProbeWords& words, milliseconds limit, HANDLE job, ProbeRun& 
   return Parse(text, run) || run.end.how == ProbeEnd::How::kTimedOut;
 }
 
-OwnedHandle MakeJob() {
-  OwnedHandle job(CreateJobObjectW(nullptr, nullptr));
+windows::OwnedHandle MakeJob() {
+  windows::OwnedHandle job(CreateJobObjectW(nullptr, nullptr));
   JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
   limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
   SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof(limits));

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/windows/handle.h"
 #include "tools/zorctl/doctor/facts.h"
-#include "tools/zorctl/owned_handle.h"
 #include "tools/zorctl/report.h"
 
 namespace zor::ctl {
@@ -38,7 +38,7 @@ class Probes {
 
  private:
   std::chrono::steady_clock::time_point end_;
-  OwnedHandle job_;
+  windows::OwnedHandle job_;
 };
 
 // The probe's side.

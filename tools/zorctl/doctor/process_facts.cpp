@@ -8,19 +8,19 @@
 #include <vector>
 
 #include "discovery/text.h"
-#include "tools/zorctl/owned_handle.h"
+#include "tools/windows/handle.h"
 
 namespace zor::ctl {
 namespace {
 
-OwnedHandle Open(std::uint32_t process) {
-  return OwnedHandle(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process));
+windows::OwnedHandle Open(std::uint32_t process) {
+  return windows::OwnedHandle(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process));
 }
 
-OwnedHandle TokenOf(HANDLE process) {
+windows::OwnedHandle TokenOf(HANDLE process) {
   HANDLE token = nullptr;
   if (OpenProcessToken(process, TOKEN_QUERY, &token) == FALSE) return {};
-  return OwnedHandle(token);
+  return windows::OwnedHandle(token);
 }
 
 /// "DOMAIN\name".
@@ -68,7 +68,7 @@ std::string SystemVersion() {
 }  // namespace
 
 std::string ImageOf(std::uint32_t process) {
-  const OwnedHandle opened = Open(process);
+  const windows::OwnedHandle opened = Open(process);
   std::array<wchar_t, 1024> path{};
   auto size = static_cast<DWORD>(path.size());
   if (opened == nullptr ||
@@ -79,9 +79,9 @@ std::string ImageOf(std::uint32_t process) {
 }
 
 std::string UserOf(std::uint32_t process) {
-  const OwnedHandle opened = Open(process);
+  const windows::OwnedHandle opened = Open(process);
   if (opened == nullptr) return {};
-  const OwnedHandle token = TokenOf(opened.get());
+  const windows::OwnedHandle token = TokenOf(opened.get());
   return token == nullptr ? std::string() : UserOfToken(token.get());
 }
 
@@ -95,7 +95,7 @@ ProcessFacts ExamineThisProcess() {
   ProcessFacts facts;
   facts.session = SessionOf(GetCurrentProcessId());
   facts.system = SystemVersion();
-  if (const OwnedHandle token = TokenOf(GetCurrentProcess())) {
+  if (const windows::OwnedHandle token = TokenOf(GetCurrentProcess())) {
     facts.user = UserOfToken(token.get());
     facts.elevated = IsElevated(token.get());
   }
