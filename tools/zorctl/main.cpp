@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "discovery/text.h"
+#include "tools/windows/handle.h"
 #include "tools/zorctl/arguments.h"
 #include "tools/zorctl/commands.h"
 #include "tools/zorctl/console.h"
@@ -31,7 +32,7 @@ struct LocalMemory {
 std::vector<std::string> CommandLineWords() {
   int count = 0;
   const std::unique_ptr<wchar_t*, LocalMemory> words(CommandLineToArgvW(GetCommandLineW(), &count));
-  if (words == nullptr) windows::ThrowLastError("reading the command line");
+  if (words == nullptr) zor::windows::ThrowLastError("reading the command line");
   std::vector<std::string> arguments;
   for (int i = 1; i < count; ++i) arguments.push_back(zor::ToUtf8(words.get()[i]));
   return arguments;
