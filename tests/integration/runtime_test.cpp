@@ -18,14 +18,23 @@ struct FreeModule {
   void operator()(HMODULE module) const noexcept { FreeLibrary(module); }
 };
 
-TEST(Runtime, KnowsEachThreadsOwnExceptions) {
-  const std::unique_ptr<std::remove_pointer_t<HMODULE>, FreeModule> library(
-      LoadLibraryW((BinaryFolder() + L"\\zor_test_rethrows.dll").c_str()));
-  ASSERT_NE(library, nullptr);
-  const auto rethrow = reinterpret_cast<RethrowFunction*>(
-      reinterpret_cast<void (*)()>(GetProcAddress(library.get(), "Rethrow")));
-  ASSERT_NE(rethrow, nullptr);
+/// The library with the functions under test.
+class Runtime : public ::testing::Test {
+ protected:
+  template <typename Function>
+  Function* Find(const char* name) const {
+    const FARPROC found = library_ == nullptr ? nullptr : GetProcAddress(library_.get(), name);
+    if (found == nullptr) ThrowLastError(name);
+    return reinterpret_cast<Function*>(reinterpret_cast<void (*)()>(found));
+  }
 
+ private:
+  std::unique_ptr<std::remove_pointer_t<HMODULE>, FreeModule> library_{
+      LoadLibraryW((BinaryFolder() + L"\\zor_test_rethrows.dll").c_str())};
+};
+
+TEST_F(Runtime, KnowsEachThreadsOwnExceptions) {
+  const auto rethrow = Find<RethrowFunction>("Rethrow");
   struct Meeting {
     Event other_has_caught;
     Event mine_has_ended;
@@ -62,6 +71,30 @@ TEST(Runtime, KnowsEachThreadsOwnExceptions) {
   other.join();
   EXPECT_EQ(mine, 1);
   EXPECT_EQ(others, 2);
+}
+
+// A thread's variables are used again when it has ended.
+TEST_F(Runtime, BeginsAThreadWithoutTheExceptionsOfOneThatHasEnded) {
+  auto rethrow = Find<RethrowFunction>("Rethrow");
+  const UniqueHandle ended = Require(CreateThread(
+                                         nullptr, 0,
+                                         [](void* function) -> DWORD {
+                                           const auto call =
+                                               *static_cast<RethrowFunction**>(function);
+                                           return static_cast<DWORD>(call(
+                                               1, [](void*) { ExitThread(7); }, nullptr));
+                                         },
+                                         &rethrow, 0, nullptr),
+                                     "CreateThread");
+  ASSERT_EQ(WaitForSingleObject(ended.get(), kPatienceMs), WAIT_OBJECT_0);
+  DWORD status = 0;
+  ASSERT_NE(GetExitCodeThread(ended.get(), &status), FALSE);
+  ASSERT_EQ(status, 7U);
+
+  const auto has_caught = Find<bool()>("HasCaught");
+  bool has = true;
+  std::jthread([&] { has = has_caught(); }).join();
+  EXPECT_FALSE(has);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 // A library with the runtime of the product, that shows what it knows of a thread's exceptions.
 
+#include <exception>
+
 #include "platform/process.h"
 
 bool zor::platform::ProcessIsEnding() noexcept { return false; }
@@ -18,3 +20,6 @@ extern "C" __declspec(dllexport) int Rethrow(int value, void (*inside)(void*), v
     return caught;
   }
 }
+
+/// Whether an exception is caught on this thread.
+extern "C" __declspec(dllexport) bool HasCaught() { return std::current_exception() != nullptr; }
