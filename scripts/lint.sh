@@ -27,7 +27,7 @@ flags=(-std=c++20 -DZOR_INTERFACE_BUILD -DFMT_HEADER_ONLY -Isrc -I.
 # Every header compiles by itself: it includes what it needs.
 headers_alone() {
   sources '*.h' '*.hpp' ':!tests' ':!fuzz' ':!bench' ':!examples' ':!cmake' ':!*/win32/*' |
-    xargs grep -LE '<windows\.h>|owned_handle\.h' |
+    xargs grep -LE '<windows\.h>|windows/handle\.h|probe_process\.h' |
     xargs -P 2 -I{} g++ "${flags[@]}" -fsyntax-only -x c++ -include {} /dev/null
 }
 

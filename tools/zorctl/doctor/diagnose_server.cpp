@@ -80,9 +80,9 @@ Finding DiagnoseReply(const Step& step, const char* call, const ExchangeFacts& r
                              reply.size, ShowStart(reply.start)),
                       kEveryCall1, kOtherServer);
   }
-  constexpr const char* kMeanings[] = {"", "\"failed\"", "\"not connected\"",
-                                       "\"unknown algorithm\""};
   if (reply.result <= ZOR_UNKNOWN_ALGORITHM) {
+    constexpr const char* kMeanings[] = {"", "\"failed\"", "\"not connected\"",
+                                         "\"unknown algorithm\""};
     return step.Fault(
         format("the server itself returned {} to {}: the pipe works", reply.result, call),
         format("An application takes this for the library's own result {}, {}.", reply.result,

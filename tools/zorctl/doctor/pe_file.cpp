@@ -85,14 +85,14 @@ class Image {
     const auto start = Value<std::uint32_t>(60);
     if (!start || Value<std::uint32_t>(*start) != kPe) return false;
     const std::size_t header = *start + kSignatureSize;
-    const auto machine = Value<std::uint16_t>(header);
+    const auto made_for = Value<std::uint16_t>(header);
     const auto sections = Value<std::uint16_t>(header + 2);
     const auto optional_size = Value<std::uint16_t>(header + 16);
     const std::size_t optional_header = header + kFileHeaderSize;
     const auto magic = Value<std::uint16_t>(optional_header);
-    if (!machine || !sections || !optional_size || !magic) return false;
+    if (!made_for || !sections || !optional_size || !magic) return false;
     if (*magic != kPe32 && *magic != kPe32Plus) return false;
-    machine_ = *machine;
+    machine_ = *made_for;
     is_wide_ = *magic == kPe32Plus;
     directories_ = optional_header + (is_wide_ ? 112 : 96);
     sections_ = optional_header + *optional_size;

@@ -25,15 +25,15 @@ class Writer {
 
   /// What the header of a file and its entry in the directory have in common.
   void PutDescription(const ZipEntry& entry) {
-    const auto size = static_cast<std::uint32_t>(entry.contents.size());
+    const auto length = static_cast<std::uint32_t>(entry.contents.size());
     Put(kVersion);
     Put(kUtf8);
     Put(std::uint16_t{0});  // stored
     Put(std::uint16_t{0});  // midnight
     Put(kFirstOfJanuary1980);
     Put(Crc32(entry.contents));
-    Put(size);
-    Put(size);
+    Put(length);  // stored
+    Put(length);  // unpacked
     Put(static_cast<std::uint16_t>(entry.name.size()));
     Put(std::uint16_t{0});  // nothing extra
   }
