@@ -284,7 +284,8 @@ TEST_F(DoctorTest, NoPackageHasTheDriversVersion) {
   Serve();
   PlantWmi(L"version=1.0.0.9");
   Examine();
-  ExpectFault("package", "zorapo.inf_amd64_1, the best of those", "package of that version");
+  ExpectFault("package", "zorapo.inf_amd64_1 is used, though its version is another",
+              "package of that version");
   ExpectFaults({"package"});
 }
 

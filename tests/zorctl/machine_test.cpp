@@ -463,7 +463,7 @@ TEST_F(DoctorTest, SaysThatNoPackageHasTheDriversVersion) {
   InstallDriver(L"1.0.0.9");
   AddPackageOfVersion(L"zorapo.inf_1", "1.0.0.5");
   AddLibrary(AddPackageOfVersion(L"zorapo.inf_2", "1.0.0.7"), L"K270502.dll");
-  ExpectFault("package", "zorapo.inf_2, the best of those with a version",
+  ExpectFault("package", "zorapo.inf_2 is used, though its version is another",
               "Install the driver package of that version");
   EXPECT_THAT(OneOf("package").wrong, HasSubstr("'1.0.0.9'"));
   // The library uses it nevertheless.

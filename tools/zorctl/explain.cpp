@@ -5,10 +5,8 @@ namespace {
 
 Explanation TransportFailure(const Call& call) {
   Explanation explanation{
-      .meaning =
-          "the request could not be written, or the reply could not be read, was longer "
-          "than 1024 bytes or was no valid message",
-      .advice = "run `zorctl log` beside the call: the library says there which of them it was"};
+      .meaning = "no valid reply from the server",
+      .advice = "run `zorctl log` beside the call: the library's own line says what failed"};
   if (std::holds_alternative<BlobGetCall>(call)) {
     explanation.advice += "; a block must fit, with its name, in one reply of 1024 bytes";
   } else if (std::holds_alternative<ListCall>(call)) {

@@ -192,8 +192,9 @@ Finding DiagnoseChoice(const MachineFacts& machine) {
                           kReinstall);
   }
   return kPackage.Fault(
-      format("{}, the best of those with a version", package.path),
-      format("None has the version of the installed driver, '{}'.", version),
+      format("{} is used, though its version is another", package.path),
+      format("The installed driver is '{}', but no package in the driver store has that version.",
+             version),
       "Install the driver package of that version, or restart if one was just installed.");
 }
 
