@@ -41,7 +41,7 @@ NOT_BEGUN = -1
 # The programs that look at a folder's, or at a file's, mistakes first. The others look at what those miss.
 FIRST = {
     "src/calls/": ["behaviour", "unit_calls", "unit_allocations"],
-    "src/discovery/": ["unit_discovery"],
+    "src/discovery/": ["unit_discovery", "zor_version_line_tests"],
     "src/messages/": ["unit_messages", "golden_requests_test"],
     "src/notify/": ["unit_notify", "behaviour"],
     "src/transport/": ["unit_transport", "behaviour", "unit_calls", "unit_allocations"],
@@ -51,7 +51,8 @@ FIRST = {
     "src/interface/": ["unit_interface", "unit_discovery"],
 }
 WINDOWS_PROGRAMS = ["zor_system_call_tests", "zor_platform_tests", "zor_fault_tests", "zor_search_process_tests",
-                    "zor_discovery_tests", "zor_pipe_tests", "zor_lifecycle_tests", "hostile_memory"]
+                    "zor_discovery_tests", "zor_version_line_tests", "zor_pipe_tests", "zor_lifecycle_tests",
+                    "hostile_memory"]
 
 # What the public header promises is checked by compiling.
 BY_COMPILING = {NATIVE: ["zor_abi_layout_c99", "zor_abi_layout_cxx20"], WINDOWS: []}

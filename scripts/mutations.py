@@ -117,9 +117,7 @@ MUTATIONS = [
     ("driver package", "src/discovery/driver_version.cpp", "if (value > std::numeric_limits<std::uint32_t>::max()) {", "if (value >= std::numeric_limits<std::uint32_t>::max()) {"),
     ("driver package", "src/discovery/inf_file.cpp", '"DriverVer"', '"DriverVersion"'),
     ("driver package", "src/discovery/inf_file.cpp", "  inf.exceptions(std::ios_base::badbit);\n", ""),
-    ("driver package", "src/discovery/inf_file.cpp", "at = std::find_if_not(at, end, IsDigit);", "at = std::find_if_not(at, end, IsAsciiDigit);"),
     ("driver package", "src/discovery/inf_file.cpp", "at != end && *at == L'.'", "at != end"),
-    ("driver package", "src/discovery/inf_file.cpp", "at != end && IsAsciiDigit(*at); ++numbers", "at != end && IsDigit(*at); ++numbers"),
     ("driver package", "src/discovery/text.cpp", "0x17E0, 0x1810", "0x17E0, 0x1811"),
     # The library scan.
     ("library scan", "src/discovery/library_scan.cpp", "if (answer != 0) return", "if (answer < 0) return"),
@@ -280,4 +278,7 @@ WINDOWS_MUTATIONS = [
     ("runtime", "src/platform/win32/runtime_thread_locals.cpp", "if (copy == nullptr) copy = Add(self);", "if (copy == nullptr) std::abort();"),
     ("runtime", "src/platform/win32/runtime_threads.cpp", "  ReleaseSRWLockExclusive(ToMutex(mutex));\n", ""),
     ("runtime", "src/platform/win32/runtime_threads.cpp", "  state = kDone;\n", ""),
+    # Natively no character but the ASCII ones is a digit.
+    ("version line", "src/discovery/inf_file.cpp", "at = std::find_if_not(at, end, IsDigit);", "at = std::find_if_not(at, end, IsAsciiDigit);"),
+    ("version line", "src/discovery/inf_file.cpp", "at != end && IsAsciiDigit(*at); ++numbers", "at != end && IsDigit(*at); ++numbers"),
 ]
